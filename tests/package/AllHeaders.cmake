@@ -1,0 +1,12 @@
+# ormek_all_headers(<file> <root> <room>...)
+# Writes a source that includes every header of the rooms the way a customer does.
+function(ormek_all_headers file root)
+    set(text "")
+    foreach(room IN LISTS ARGN)
+        file(GLOB headers RELATIVE "${root}" "${root}/${room}/*.h")
+        foreach(header IN LISTS headers)
+            string(APPEND text "#include \"${header}\"\n")
+        endforeach()
+    endforeach()
+    file(WRITE "${file}" "${text}")
+endfunction()

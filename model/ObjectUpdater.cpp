@@ -1,0 +1,7 @@
+#include "model/ObjectUpdater.h"
+
+namespace Ormek {
+
+ObjectUpdater::~ObjectUpdater() = default;
+
+}  // namespace Ormek

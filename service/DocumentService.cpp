@@ -1,0 +1,7 @@
+#include "service/DocumentService.h"
+
+namespace Nimra {
+
+DocumentService::~DocumentService() = default;
+
+}  // namespace Nimra

@@ -1,0 +1,7 @@
+#include "service/DocumentServiceNetwork.h"
+
+namespace Nimra {
+
+DocumentServiceNetwork::~DocumentServiceNetwork() = default;
+
+}  // namespace Nimra

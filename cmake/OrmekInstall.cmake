@@ -15,7 +15,8 @@ function(ormek_install_headers component)
         if(IS_DIRECTORY "${PROJECT_SOURCE_DIR}/${room}")
             install(DIRECTORY "${PROJECT_SOURCE_DIR}/${room}"
                 DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ormek" COMPONENT ${component}
-                FILES_MATCHING PATTERN "*.h")
+                FILES_MATCHING PATTERN "*.h"
+                REGEX "/(cache/(Trace|Directories)|client/(Engine|QueryState))\\.h$" EXCLUDE)
         endif()
     endforeach()
 endfunction()

@@ -11,6 +11,7 @@ namespace Ormek {
 /// A plain `Container` is a value: a copy of any other container, also of one that the cache
 /// holds, answers for good what its source answered when it was copied. A default-made one
 /// answers 0, "", false and empty.
+/// Assigning to an entry that the cache holds changes nothing: its write side is `ItemInternal`.
 class Container : public virtual Item {
   public:
     Container();

@@ -8,6 +8,8 @@
 
 namespace Ormek {
 
+static_assert(sizeof(unsigned long) == 8, "ids are unsigned 64-bit numbers");
+
 /// The read side of every cached entry: a folder (`Container`), a document or a key-value entry
 /// (`Object`).
 ///
@@ -15,8 +17,10 @@ namespace Ormek {
 /// a result set, a caller. They have no lock of their own; whoever reads one while another thread
 /// works on the cache serialises the two.
 ///
-/// Ids, time stamps and counts are unsigned 64-bit numbers, 0 means that there is none. The order
-/// of the virtual operations is fixed.
+/// Ids, time stamps and counts are unsigned 64-bit numbers, 0 means that there is none; time stamps
+/// are in whatever unit the service uses. The order of the virtual operations is fixed.
+///
+/// An `Item` itself holds nothing: copy an `Object` or a `Container` to keep what an entry says.
 class Item {
   public:
     Item() = default;
@@ -25,7 +29,7 @@ class Item {
 
     /// Share records, grouped by the user id they were given to.
     virtual std::map<unsigned long, std::vector<ShareData>> shares() const;
-    /// Whether any share record exists.
+    /// Whether `shares()` has any row.
     virtual bool isShared() const;
     /// The owner's row of `ACLMap()`; 0 when there is none.
     virtual int accessLevel() const;

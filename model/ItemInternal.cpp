@@ -1,8 +1,16 @@
 #include "model/ItemInternal.h"
 
+#include <atomic>
 #include <utility>
 
 namespace Ormek {
+
+namespace {
+
+std::atomic<unsigned long> changedIds{0};
+std::atomic<unsigned long> changedNames{0};
+
+}  // namespace
 
 ItemInternal::ItemInternal(ObjectUpdater* updater) : _objectUpdater(updater) {}
 
@@ -60,10 +68,20 @@ void ItemInternal::shares(std::map<unsigned long, std::vector<ShareData>> shares
 }
 void ItemInternal::firstText(std::string text) { _firstText = std::move(text); }
 void ItemInternal::secondText(std::string text) { _secondText = std::move(text); }
-void ItemInternal::id(unsigned long id) { _id = id; }
+void ItemInternal::id(unsigned long id) {
+    if (_id != 0 && _id != id) {
+        ++changedIds;
+    }
+    _id = id;
+}
 void ItemInternal::parentId(unsigned long id) { _parentId = id; }
 void ItemInternal::oldParentId(unsigned long id) { _oldParentId = id; }
-void ItemInternal::name(std::string name) { _name = std::move(name); }
+void ItemInternal::name(std::string name) {
+    if (!_name.empty() && _name != name) {
+        ++changedNames;
+    }
+    _name = std::move(name);
+}
 void ItemInternal::description(std::string text) { _description = std::move(text); }
 void ItemInternal::ownerId(unsigned long id) { _ownerId = id; }
 void ItemInternal::driveId(unsigned long id) { _driveId = id; }
@@ -75,6 +93,9 @@ void ItemInternal::updated(unsigned long stamp) { _updated = stamp; }
 void ItemInternal::deleted(unsigned long stamp) { _deleted = stamp; }
 void ItemInternal::type(int type) { _type = type; }
 void ItemInternal::setACLMap(unsigned long userId, int access) { _aclMap[userId] = access; }
+
+unsigned long ItemInternal::idChanges() noexcept { return changedIds; }
+unsigned long ItemInternal::nameChanges() noexcept { return changedNames; }
 
 ObjectUpdater* ItemInternal::objectUpdater() const { return _objectUpdater; }
 

@@ -65,6 +65,11 @@ class ItemInternal : public virtual Item {
     /// Sets one row of the access map.
     void setACLMap(unsigned long userId, int access);
 
+    /// How often, in this process, an entry that had an id (a name) was given another one. While
+    /// the number stays, an index by id (by name) misses nothing. From any thread.
+    static unsigned long idChanges() noexcept;
+    static unsigned long nameChanges() noexcept;
+
     /// What the entry was built with; not owned.
     ObjectUpdater* objectUpdater() const;
 

@@ -17,6 +17,7 @@ using KeyValueMap = std::map<std::string, std::pair<std::string, bool>>;
 /// A plain `Object` is a value: a copy of any other object, also of one that the cache holds,
 /// answers for good what its source answered when it was copied. A default-made one answers 0,
 /// "", false and empty.
+/// Assigning to an entry that the cache holds changes nothing: its write side is `ItemInternal`.
 class Object : public virtual Item {
   public:
     Object();

@@ -33,7 +33,7 @@ class Document : public PelData {
     std::string thumbnailUrl;  ///< Carried along.
     std::string etag;          ///< Carried along.
     std::string mimeType;
-    unsigned long created = 0;
+    unsigned long created = 0;  ///< Like the next two in the service's own unit.
     unsigned long updated = 0;
     unsigned long deleted = 0;
     bool locked = false;  ///< Carried along.

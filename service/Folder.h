@@ -28,7 +28,7 @@ class Folder : public PelData {
     std::string secondTrailing;  ///< Carried along.
     std::string thirdTrailing;   ///< Carried along.
     std::string fourthTrailing;  ///< The item's third text attribute.
-    unsigned long created = 0;
+    unsigned long created = 0;   ///< Like the next two in the service's own unit.
     unsigned long updated = 0;
     unsigned long deleted = 0;
     std::vector<Folder> children;

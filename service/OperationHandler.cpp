@@ -21,7 +21,8 @@ struct Registry {
 };
 
 Registry& registry() {
-    static Registry theRegistry;
+    // Never destroyed: a handler may be removed by the last destructor of the process.
+    static Registry& theRegistry = *new Registry;
     return theRegistry;
 }
 

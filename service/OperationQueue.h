@@ -12,7 +12,7 @@ namespace Nimra {
 /// Operations in the order they came, owned until they are taken. Safe to call from any thread.
 class OperationQueue {
   public:
-    /// Takes ownership of the operation, from the first instruction on.
+    /// Takes ownership of the operation, which must not be null, from the first instruction on.
     void push(Operation* operation);
     /// The operation that came first; empty when there is none.
     std::unique_ptr<Operation> take();

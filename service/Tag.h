@@ -23,11 +23,11 @@ class Tag : public PelData {
     unsigned long id = 0;
     unsigned long parentId = 0;
     unsigned long ownerId = 0;
-    std::string tagKey;  ///< What the cached entry is kept under.
-    std::string label;   ///< Carried along.
-    std::string group;   ///< Carried along.
-    std::string path;    ///< Carried along.
-    unsigned long created = 0;
+    std::string tagKey;         ///< What the cached entry is kept under.
+    std::string label;          ///< Carried along.
+    std::string group;          ///< Carried along.
+    std::string path;           ///< Carried along.
+    unsigned long created = 0;  ///< Like the next two in the service's own unit.
     unsigned long updated = 0;
     unsigned long deleted = 0;
     unsigned long reservedFirst = 0;

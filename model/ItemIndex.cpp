@@ -1,0 +1,75 @@
+#include "model/ItemIndex.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Ormek {
+
+namespace {
+
+constexpr std::size_t SmallestTable = 16;
+constexpr ItemIndex::Cell EmptyCell{nullptr, 0, 0};
+
+}  // namespace
+
+void ItemIndex::reserve(std::size_t more) {
+    // At most four fifths full.
+    std::size_t size = std::max(_cells.size(), SmallestTable);
+    while ((_used + more) * 5 > size * 4) {
+        size *= 2;
+    }
+    if (size == _cells.size()) {
+        return;
+    }
+    std::vector<Cell> larger(size, EmptyCell);
+    std::swap(_cells, larger);
+    for (const Cell& cell : larger) {
+        if (cell.item) {
+            place(cell);
+        }
+    }
+}
+
+void ItemIndex::insert(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept {
+    place({item, fold(hash), number});
+    ++_used;
+}
+
+void ItemIndex::place(const Cell& cell) noexcept {
+    std::size_t at = home(cell.hash);
+    while (_cells[at].item) {
+        at = next(at);
+    }
+    _cells[at] = cell;
+}
+
+bool ItemIndex::erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept {
+    return find(hash, [&](const Cell& cell) {
+        if (cell.item != item || cell.number != number) {
+            return false;
+        }
+        closeGap(static_cast<std::size_t>(&cell - _cells.data()));
+        --_used;
+        return true;
+    });
+}
+
+// Moves up what could not be found any more behind an empty cell.
+void ItemIndex::closeGap(std::size_t gap) noexcept {
+    for (std::size_t at = next(gap); _cells[at].item; at = next(at)) {
+        const std::size_t mask = _cells.size() - 1;
+        const std::size_t distanceFromHome = (at - home(_cells[at].hash)) & mask;
+        if (distanceFromHome >= ((at - gap) & mask)) {
+            _cells[gap] = _cells[at];
+            gap = at;
+        }
+    }
+    _cells[gap] = EmptyCell;
+}
+
+void ItemIndex::clear() noexcept {
+    std::fill(_cells.begin(), _cells.end(), EmptyCell);
+    _used = 0;
+}
+
+}  // namespace Ormek

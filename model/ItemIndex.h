@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace Ormek {
+
+class Item;
+
+/// Finds entries by a hash, several under one if need be: an open-addressing table with linear
+/// probing and 16 bytes a cell. What it finds has to be checked, since what was hashed may have
+/// changed in the entry since.
+class ItemIndex {
+  public:
+    /// An entry and a number of the owner's choice.
+    struct Cell {
+        const Item* item;
+        std::uint32_t hash;
+        std::uint32_t number;
+    };
+
+    /// Makes room for so many more; insert() cannot fail for them. Changes nothing on failure.
+    void reserve(std::size_t more);
+    void insert(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
+    /// False when there is no such cell.
+    bool erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
+    void clear() noexcept;
+
+    /// Calls `visit(cell)` for everything under a hash, until it returns true.
+    template <class Visit>
+    bool find(std::uint64_t hash, Visit visit) const {
+        if (_cells.empty()) {
+            return false;
+        }
+        for (std::size_t at = home(fold(hash)); _cells[at].item; at = next(at)) {
+            if (_cells[at].hash == fold(hash) && visit(_cells[at])) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+  private:
+    // The upper bits of a product are the well-mixed ones (Knuth, multiplicative hashing).
+    static std::uint32_t fold(std::uint64_t hash) {
+        return static_cast<std::uint32_t>((hash * 0x9E3779B97F4A7C15ULL) >> 32U);
+    }
+    std::size_t home(std::uint32_t hash) const { return hash & (_cells.size() - 1); }
+    std::size_t next(std::size_t at) const { return (at + 1) & (_cells.size() - 1); }
+    void place(const Cell& cell) noexcept;
+    void closeGap(std::size_t gap) noexcept;
+
+    std::vector<Cell> _cells;  // A power of two of them; never full.
+    std::size_t _used = 0;
+};
+
+}  // namespace Ormek

@@ -1,0 +1,470 @@
+#include "model/Listing.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "model/Container.h"
+
+namespace Ormek {
+
+namespace {
+
+using Entry = Listing::Entry;
+
+unsigned long endOf(unsigned long offset, unsigned long count) {
+    const unsigned long last = std::numeric_limits<unsigned long>::max();
+    return count > last - offset ? last : offset + count;
+}
+
+bool isFolder(const Entry& entry) { return dynamic_cast<const Container*>(entry.get()) != nullptr; }
+
+bool isAmong(const std::vector<Entry>& entries, const Item& item) {
+    return std::any_of(entries.begin(), entries.end(),
+                       [&](const Entry& entry) { return entry && sameEntry(*entry, item); });
+}
+
+}  // namespace
+
+// --- Looking -------------------------------------------------------------------------------
+
+std::vector<Entry> Listing::items() const {
+    std::vector<Entry> all;
+    all.reserve(count());
+    for (const Addition& addition : _front) {
+        all.push_back(addition.entry);
+    }
+    _entries.copyTo(all, 0, std::numeric_limits<unsigned long>::max());
+    for (const Addition& addition : _back) {
+        all.push_back(addition.entry);
+    }
+    return all;
+}
+
+std::vector<Entry> Listing::page(unsigned long offset, unsigned long count) const {
+    std::vector<Entry> entries;
+    if (count == 0) {
+        return entries;
+    }
+    const unsigned long end = endOf(offset, count);
+    const unsigned long listingEnd = limit().value_or(_entries.end());
+    entries.reserve(std::min(count, _entries.size()) + _front.size() + _back.size());
+    if (offset == 0) {
+        for (const Addition& addition : _front) {
+            entries.push_back(addition.entry);
+        }
+    }
+    _entries.copyTo(entries, offset, end);
+    if (end >= listingEnd && (offset < listingEnd || offset == 0)) {
+        for (const Addition& addition : _back) {
+            entries.push_back(addition.entry);
+        }
+    }
+    return entries;
+}
+
+Entry Listing::itemByName(const std::string& name) const {
+    const auto isNamed = [&](const Addition& addition) { return addition.entry->name() == name; };
+    const auto inFront = std::find_if(_front.begin(), _front.end(), isNamed);
+    if (inFront != _front.end()) {
+        return inFront->entry;
+    }
+    if (const auto position = _entries.firstOfName(name)) {
+        return *_entries.at(*position);
+    }
+    const auto behind = std::find_if(_back.begin(), _back.end(), isNamed);
+    return behind == _back.end() ? nullptr : behind->entry;
+}
+
+bool Listing::isPageLoaded(unsigned long offset, unsigned long count) const {
+    if (count == 0) {
+        return std::binary_search(_emptyPages.begin(), _emptyPages.end(), offset);
+    }
+    const unsigned long end = endOf(offset, count);
+    return _loaded.covers(offset, end) ||
+           (offset < _totalCount && _loaded.covers(offset, std::min(end, _totalCount)));
+}
+
+bool Listing::isPageCurrent(unsigned long offset, unsigned long count) const {
+    if (!_totals.judged && _totals.last && !isExplained(_totalCount)) {
+        return false;
+    }
+    const unsigned long end = endOf(offset, count);
+    return _held.covers(offset, std::min(end, limit().value_or(end)));
+}
+
+// Where the listing ends, when that is known.
+std::optional<unsigned long> Listing::limit() const {
+    if (_totals.judged && !_totals.believed) {
+        return std::nullopt;
+    }
+    return _totalCount;
+}
+
+// --- Deliveries ----------------------------------------------------------------------------
+
+void Listing::invalidate() {
+    _vacancy.reset();
+    _held.clear();
+}
+
+void Listing::addPage(unsigned long offset, unsigned long count) {
+    _vacancy.reset();
+    if (count != 0) {
+        _loaded.add(offset, endOf(offset, count));
+    } else {
+        const auto place = std::lower_bound(_emptyPages.begin(), _emptyPages.end(), offset);
+        if (place == _emptyPages.end() || *place != offset) {
+            _emptyPages.insert(place, offset);
+        }
+    }
+    _announced = {offset, count};
+    _evicted.clear();
+}
+
+void Listing::totalCount(unsigned long total) {
+    _vacancy.reset();
+    _totalCount = total;
+    _totals.judged = false;
+}
+
+void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PagePart part) {
+    _vacancy.reset();
+    const Page page = pageAt(offset, delivered.size());
+    std::vector<Entry> arranged = arrange(page, std::move(delivered), part);
+    dropBlocked(page, arranged);
+    RangeSet held = _held;
+    const Totals totals = judge(offset, arranged, held);
+    const std::vector<unsigned long> left = positionsLeft(page, arranged);
+    for (const unsigned long position : left) {
+        held.remove(position, position + 1);
+    }
+    held.add(page.begin, totals.believed ? std::min(page.end, _totalCount) : page.end);
+    _entries.reserve(page.begin, page.begin + arranged.size(), _evicted.size());
+    reserveEvicted();
+
+    // Nothing fails from here on.
+    if (!_totals.judged && totals.believed) {
+        countAdditions();
+    }
+    const unsigned long filledEnd = std::min(page.end, _entries.end());
+    for (unsigned long position = page.begin; position < filledEnd; ++position) {
+        _entries.take(position);
+    }
+    for (const unsigned long position : left) {
+        _entries.take(position);
+    }
+    unsigned long position = page.begin;
+    for (Entry& entry : arranged) {
+        if (entry) {
+            forget(*entry);
+            _entries.take(position);
+            _entries.put(position, std::move(entry));
+        }
+        ++position;
+    }
+    std::swap(_held, held);
+    _totals = totals;
+    restoreEvicted(page);
+    leaveBehindTotal();
+    _announced.reset();
+    _evicted.clear();
+}
+
+Listing::Page Listing::pageAt(unsigned long offset, unsigned long delivered) const {
+    const bool announced = _announced && _announced->first == offset;
+    return {offset, endOf(offset, announced ? _announced->second : delivered)};
+}
+
+// The page as it will stand: folders before documents, and a delivery of the one kind leaves the
+// other in place.
+std::vector<Entry> Listing::arrange(const Page& page, std::vector<Entry> delivered,
+                                    PagePart part) const {
+    const unsigned long last = std::numeric_limits<unsigned long>::max();
+    if (part != PagePart::Whole) {
+        std::vector<Entry> others;
+        _entries.copyTo(others, page.begin, page.end);
+        others.erase(std::remove_if(others.begin(), others.end(),
+                                    [&](const Entry& entry) {
+                                        return isFolder(entry) == (part == PagePart::Folders) ||
+                                               isAmong(delivered, *entry);
+                                    }),
+                     others.end());
+        const auto place = part == PagePart::Folders ? delivered.end() : delivered.begin();
+        delivered.insert(place, others.begin(), others.end());
+    }
+    if (delivered.size() > last - page.begin) {
+        delivered.resize(last - page.begin);
+    }
+    return delivered;
+}
+
+// A delivery longer than its page pushes nothing out of the next one: what is in its way stays.
+void Listing::dropBlocked(const Page& page, std::vector<Entry>& arranged) const {
+    for (unsigned long index = page.end - page.begin; index < arranged.size(); ++index) {
+        const Entry* standing = _entries.at(page.begin + index);
+        if (standing && arranged[index] && !sameEntry(**standing, *arranged[index])) {
+            arranged[index].reset();
+        }
+    }
+}
+
+// The positions outside the page that its entries are moved away from.
+std::vector<unsigned long> Listing::positionsLeft(const Page& page,
+                                                  const std::vector<Entry>& arranged) const {
+    std::vector<unsigned long> left;
+    unsigned long arrival = page.begin;
+    for (const Entry& entry : arranged) {
+        const auto positions = entry ? _entries.positionsOf(*entry) : std::vector<unsigned long>();
+        for (const unsigned long position : positions) {
+            const bool inPage = position >= page.begin && position < page.end;
+            if (!inPage && position != arrival) {
+                left.push_back(position);
+            }
+        }
+        ++arrival;
+    }
+    return left;
+}
+
+void Listing::forget(const Item& item) noexcept {
+    const auto isIt = [&](const Addition& addition) { return sameEntry(*addition.entry, item); };
+    _front.erase(std::remove_if(_front.begin(), _front.end(), isIt), _front.end());
+    _back.erase(std::remove_if(_back.begin(), _back.end(), isIt), _back.end());
+}
+
+void Listing::reserveEvicted() {
+    for (const Vacancy& evicted : _evicted) {
+        if (evicted.place == Vacancy::Place::Position) {
+            _entries.reserve(evicted.position, evicted.position + 1);
+        } else {
+            Additions& additions = additionsAt(evicted.place);
+            additions.reserve(additions.size() + _evicted.size());
+        }
+    }
+}
+
+// Otherwise two namesakes on different pages would evict each other for ever.
+void Listing::restoreEvicted(const Page& page) noexcept {
+    for (Vacancy& evicted : _evicted) {
+        const unsigned long position = evicted.position;
+        const bool inPage = position >= page.begin && position < page.end;
+        if (contains(*evicted.entry)) {
+            continue;
+        }
+        if (evicted.place != Vacancy::Place::Position) {
+            Additions& additions = additionsAt(evicted.place);
+            const auto index = std::min<unsigned long>(position, additions.size());
+            additions.insert(additions.begin() + static_cast<std::ptrdiff_t>(index),
+                             Addition{std::move(evicted.entry), evicted.counted});
+        } else if (!inPage && !_entries.at(position)) {
+            _entries.put(position, std::move(evicted.entry));
+        }
+    }
+}
+
+// --- Totals --------------------------------------------------------------------------------
+
+bool Listing::isExplained(unsigned long total) const {
+    const auto isOpen = [](const Addition& addition) { return !addition.counted; };
+    const auto additions =
+        static_cast<unsigned long>(std::count_if(_front.begin(), _front.end(), isOpen) +
+                                   std::count_if(_back.begin(), _back.end(), isOpen));
+    const unsigned long last = *_totals.last;
+    return total >= last - std::min(last, _totals.removals) && total <= endOf(last, additions);
+}
+
+// What becomes of the totals with this delivery; a total that nothing here explains takes all
+// holds away.
+Listing::Totals Listing::judge(unsigned long offset, const std::vector<Entry>& delivered,
+                               RangeSet& held) const {
+    Totals totals = _totals;
+    if (_totals.judged) {
+        return totals;
+    }
+    totals.judged = true;
+    const unsigned long inside = _totalCount > offset ? _totalCount - offset : 0;
+    totals.believed = delivered.size() <= inside ||
+                      std::all_of(delivered.begin() + static_cast<std::ptrdiff_t>(inside),
+                                  delivered.end(), [](const Entry& entry) { return !entry; });
+    if (!totals.believed) {
+        return totals;
+    }
+    if (totals.last && !isExplained(_totalCount)) {
+        held.clear();
+    }
+    totals.last = _totalCount;
+    totals.removals = 0;
+    return totals;
+}
+
+void Listing::countAdditions() noexcept {
+    for (Additions* additions : {&_front, &_back}) {
+        for (Addition& addition : *additions) {
+            addition.counted = addition.counted || addition.entry->idLoaded();
+        }
+    }
+}
+
+// Once every position before the total is known, nothing else can be part of the listing.
+void Listing::leaveBehindTotal() noexcept {
+    if (!_totals.believed || !_held.covers(0, _totalCount)) {
+        return;
+    }
+    _entries.truncate(_totalCount);
+    const auto isOver = [](const Addition& addition) {
+        return addition.counted && addition.entry->idLoaded();
+    };
+    _front.erase(std::remove_if(_front.begin(), _front.end(), isOver), _front.end());
+    _back.erase(std::remove_if(_back.begin(), _back.end(), isOver), _back.end());
+}
+
+// --- Local edits ---------------------------------------------------------------------------
+
+bool Listing::contains(const Item& item) const {
+    const auto isIt = [&](const Addition& addition) { return sameEntry(*addition.entry, item); };
+    return _entries.contains(item) || std::any_of(_front.begin(), _front.end(), isIt) ||
+           std::any_of(_back.begin(), _back.end(), isIt);
+}
+
+void Listing::addItem(Entry item, bool front) {
+    if (!item) {
+        return;
+    }
+    const std::optional<Vacancy> vacancy = std::move(_vacancy);
+    _vacancy.reset();
+    if (vacancy && front && fill(*vacancy, item)) {
+        return;
+    }
+    if (contains(*item)) {
+        return;
+    }
+    if (front) {
+        _front.insert(_front.begin(), Addition{std::move(item), false});
+    } else {
+        _back.push_back({std::move(item), false});
+    }
+}
+
+void Listing::removeItem(unsigned long id) {
+    _vacancy.reset();
+    if (id == 0) {
+        return;
+    }
+    const std::vector<unsigned long> positions = _entries.positionsOfId(id);
+    // From behind, so that the positions that are still to come stay right.
+    for (auto position = positions.rbegin(); position != positions.rend(); ++position) {
+        if (_held.contains(*position)) {
+            _entries.erase(*position);
+            _held.erase(*position);
+        } else {
+            _entries.take(*position);
+        }
+        ++_totals.removals;
+    }
+    if (!positions.empty()) {
+        _evicted.clear();
+    }
+    const auto hasId = [id](const Addition& addition) { return addition.entry->id() == id; };
+    _front.erase(std::remove_if(_front.begin(), _front.end(), hasId), _front.end());
+    _back.erase(std::remove_if(_back.begin(), _back.end(), hasId), _back.end());
+}
+
+bool Listing::removeItemByName(const Entry& item) {
+    _vacancy.reset();
+    if (!item) {
+        return false;
+    }
+    std::optional<Vacancy> vacancy = findByName(item);
+    if (!vacancy) {
+        return false;
+    }
+    const unsigned long position = vacancy->position;
+    if (vacancy->place != Vacancy::Place::Position) {
+        Additions& additions = additionsAt(vacancy->place);
+        additions.erase(additions.begin() + static_cast<std::ptrdiff_t>(position));
+    } else if (vacancy->held) {
+        _entries.erase(position);
+        _held.erase(position);
+        ++_totals.removals;
+    } else {
+        _entries.take(position);
+        ++_totals.removals;
+    }
+    _vacancy = std::move(vacancy);
+    return true;
+}
+
+Listing::Additions& Listing::additionsAt(Vacancy::Place place) {
+    return place == Vacancy::Place::Front ? _front : _back;
+}
+
+// This very entry, or else the first one of its name.
+std::optional<Listing::Vacancy> Listing::findByName(const Entry& item) const {
+    using Place = Vacancy::Place;
+    const auto among = [](const Additions& additions, Place place,
+                          auto isWanted) -> std::optional<Vacancy> {
+        const auto found = std::find_if(additions.begin(), additions.end(), isWanted);
+        if (found == additions.end()) {
+            return std::nullopt;
+        }
+        const auto index = static_cast<unsigned long>(found - additions.begin());
+        return Vacancy{place, index, false, found->counted, found->entry};
+    };
+    const auto atPosition = [this](unsigned long position) {
+        return Vacancy{Place::Position, position, _held.contains(position), false,
+                       *_entries.at(position)};
+    };
+    const auto isIt = [&](const Addition& addition) { return addition.entry == item; };
+    if (auto found = among(_front, Place::Front, isIt)) {
+        return found;
+    }
+    for (const unsigned long position : _entries.positionsOf(*item)) {
+        if (*_entries.at(position) == item) {
+            return atPosition(position);
+        }
+    }
+    if (auto found = among(_back, Place::Back, isIt)) {
+        return found;
+    }
+    const std::string name = item->name();
+    const auto isNamed = [&](const Addition& addition) { return addition.entry->name() == name; };
+    if (auto found = among(_front, Place::Front, isNamed)) {
+        return found;
+    }
+    if (const auto position = _entries.firstOfName(name)) {
+        return atPosition(*position);
+    }
+    return among(_back, Place::Back, isNamed);
+}
+
+// Puts an entry where one of its name has just been removed. False when it stands elsewhere.
+bool Listing::fill(const Vacancy& vacancy, const Entry& item) {
+    const bool returns = vacancy.entry == item;
+    if (!returns && contains(*item)) {
+        return false;
+    }
+    const unsigned long position = vacancy.position;
+    RangeSet held = _held;
+    _evicted.reserve(_evicted.size() + 1);
+    if (vacancy.place != Vacancy::Place::Position) {
+        Additions& additions = additionsAt(vacancy.place);
+        additions.insert(additions.begin() + static_cast<std::ptrdiff_t>(position),
+                         Addition{item, returns && vacancy.counted});
+    } else if (vacancy.held) {
+        held.insertGap(position);
+        held.add(position, returns ? position + 1 : position);
+        _entries.insert(position, item);
+        --_totals.removals;
+    } else {
+        _entries.reserve(position, position + 1);
+        _entries.put(position, item);
+        --_totals.removals;
+    }
+    if (_announced && !returns) {
+        _evicted.push_back(vacancy);
+    }
+    std::swap(_held, held);
+    return true;
+}
+
+}  // namespace Ormek

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "model/EntryList.h"
+#include "model/PagePart.h"
+#include "model/RangeSet.h"
+
+namespace Ormek {
+
+/// One listing of the service, as far as it is known: entries by their position there, local
+/// additions, which have none yet, and which positions are held, that is, may still be shown as
+/// the truth. Not safe to share between threads; `QueryResult` guards it.
+///
+/// A listing paged by offset loses or repeats entries as soon as something is removed between two
+/// pages. Here a position that an entry was moved away from, or that a changed total casts doubt
+/// on, is no longer held, and its page is asked for again; what a delivery brings always wins.
+///
+/// When memory runs out, an operation throws std::bad_alloc and changes nothing.
+class Listing {
+  public:
+    using Entry = EntryList::Entry;
+
+    unsigned long count() const { return _entries.size() + _front.size() + _back.size(); }
+    unsigned long totalCount() const { return _totalCount; }
+    std::vector<Entry> items() const;
+    std::vector<Entry> page(unsigned long offset, unsigned long count) const;
+    Entry itemByName(const std::string& name) const;
+    bool isPageLoaded(unsigned long offset, unsigned long count) const;
+    bool isPageCurrent(unsigned long offset, unsigned long count) const;
+
+    void invalidate();
+    void addPage(unsigned long offset, unsigned long count);
+    void totalCount(unsigned long total);
+    void addItems(unsigned long offset, std::vector<Entry> delivered, PagePart part);
+    void addItem(Entry item, bool front);
+    void removeItem(unsigned long id);
+    bool removeItemByName(const Entry& item);
+
+  private:
+    struct Page {
+        unsigned long begin = 0;
+        unsigned long end = 0;
+    };
+
+    // An entry that the service's listing does not have yet, as far as is known.
+    struct Addition {
+        Entry entry;
+        bool counted;  // By the last total, which was reported when its id was a server id already.
+    };
+    using Additions = std::vector<Addition>;
+
+    // Where removeItemByName made room, for an addItem that follows at once.
+    struct Vacancy {
+        enum class Place { Front, Position, Back } place;
+        unsigned long position;  // Or the index among the additions.
+        bool held;
+        bool counted;
+        Entry entry;
+    };
+
+    // What the service says about the length of the listing.
+    struct Totals {
+        std::optional<unsigned long> last;  // The last one that was believed.
+        bool believed = false;              // Whether the newest one is.
+        bool judged = true;                 // False between a report and its delivery.
+        unsigned long removals = 0;         // Local ones since the last one.
+    };
+
+    Page pageAt(unsigned long offset, unsigned long delivered) const;
+    std::vector<Entry> arrange(const Page& page, std::vector<Entry> delivered, PagePart part) const;
+    void dropBlocked(const Page& page, std::vector<Entry>& arranged) const;
+    std::vector<unsigned long> positionsLeft(const Page& page,
+                                             const std::vector<Entry>& arranged) const;
+    bool isExplained(unsigned long total) const;
+    Totals judge(unsigned long offset, const std::vector<Entry>& delivered, RangeSet& held) const;
+    std::optional<unsigned long> limit() const;
+    bool contains(const Item& item) const;
+    void forget(const Item& item) noexcept;
+    void countAdditions() noexcept;
+    void reserveEvicted();
+    void restoreEvicted(const Page& page) noexcept;
+    void leaveBehindTotal() noexcept;
+    std::optional<Vacancy> findByName(const Entry& item) const;
+    Additions& additionsAt(Vacancy::Place place);
+    bool fill(const Vacancy& vacancy, const Entry& item);
+
+    EntryList _entries;
+    Additions _front;
+    Additions _back;
+    RangeSet _loaded;                        // Positions of pages that were added.
+    std::vector<unsigned long> _emptyPages;  // Offsets of added pages of count 0.
+    RangeSet _held;
+    unsigned long _totalCount = 0;
+    Totals _totals;
+    std::optional<std::pair<unsigned long, unsigned long>> _announced;  // Offset and count.
+    std::vector<Vacancy> _evicted;                                      // By name, while merging.
+    std::optional<Vacancy> _vacancy;
+};
+
+}  // namespace Ormek

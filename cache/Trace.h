@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <iostream>
+#include <string_view>
+
+namespace Ormek {
+
+/// One trace line under construction, in a local buffer. A text that does not fit goes out in
+/// further writes; nothing is allocated. Numbers are plain decimal whatever the stream's locale
+/// and flags are.
+class TraceLine {
+  public:
+    void add(std::string_view text);
+    void add(const char* text) { add(std::string_view(text)); }
+    void add(unsigned long number);
+    void add(long number);
+    void add(unsigned int number) { add(static_cast<unsigned long>(number)); }
+    void add(int number) { add(static_cast<long>(number)); }
+    /// As the stream prints it: hexadecimal, "0" for null.
+    void add(const void* pointer);
+    void write();
+
+  private:
+    static constexpr std::size_t Capacity = 512;
+
+    char _buffer[Capacity];
+    std::size_t _size = 0;
+};
+
+/// Whether anybody reads the trace. Asked first where making the pieces of a line costs something.
+inline bool tracing() { return !std::cout.fail(); }
+
+/// Writes one line made of `pieces` to std::cout, or does nothing when that has failed.
+template <class... Pieces>
+void trace(const Pieces&... pieces) {
+    if (!tracing()) {
+        return;
+    }
+    TraceLine line;
+    (line.add(pieces), ...);
+    line.write();
+}
+
+/// The same, and flushes the stream.
+template <class... Pieces>
+void traceAndFlush(const Pieces&... pieces) {
+    trace(pieces...);
+    if (tracing()) {
+        std::cout.flush();
+    }
+}
+
+}  // namespace Ormek

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <iostream>
+#include <regex>
+#include <sstream>
+#include <string>
+
+namespace Ormek::Testing {
+
+/// Records what is written to std::cout during its life.
+class TraceCapture {
+  public:
+    TraceCapture() : _previous(std::cout.rdbuf(_text.rdbuf())) {}
+    TraceCapture(const TraceCapture&) = delete;
+    TraceCapture& operator=(const TraceCapture&) = delete;
+    ~TraceCapture() { std::cout.rdbuf(_previous); }
+
+    /// All of it since the start or the last clear(), byte by byte.
+    std::string text() const { return _text.str(); }
+    /// The same with every address replaced by "<address>".
+    std::string normalised() const {
+        return std::regex_replace(text(), std::regex("0x[0-9a-f]+"), "<address>");
+    }
+    void clear() { _text.str(""); }
+
+  private:
+    std::ostringstream _text;
+    std::streambuf* _previous;
+};
+
+/// A pointer as the trace prints it: "0" for null.
+inline std::string address(const void* pointer) {
+    std::ostringstream text;
+    text << pointer;
+    return text.str();
+}
+
+}  // namespace Ormek::Testing

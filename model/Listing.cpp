@@ -85,7 +85,7 @@ bool Listing::isPageLoaded(unsigned long offset, unsigned long count) const {
 }
 
 bool Listing::isPageCurrent(unsigned long offset, unsigned long count) const {
-    if (!_totals.judged && _totals.last && !isExplained(_totalCount)) {
+    if (!_totals.judged && !_totals.explained) {
         return false;
     }
     const unsigned long end = endOf(offset, count);
@@ -125,6 +125,8 @@ void Listing::totalCount(unsigned long total) {
     _vacancy.reset();
     _totalCount = total;
     _totals.judged = false;
+    // What a merge adds before the page itself comes is no local edit.
+    _totals.explained = isExplained(total);
 }
 
 void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PagePart part) {
@@ -265,6 +267,9 @@ void Listing::restoreEvicted(const Page& page) noexcept {
 // --- Totals --------------------------------------------------------------------------------
 
 bool Listing::isExplained(unsigned long total) const {
+    if (!_totals.last) {
+        return true;
+    }
     const auto isOpen = [](const Addition& addition) { return !addition.counted; };
     const auto additions =
         static_cast<unsigned long>(std::count_if(_front.begin(), _front.end(), isOpen) +
@@ -289,9 +294,11 @@ Listing::Totals Listing::judge(unsigned long offset, const std::vector<Entry>& d
     if (!totals.believed) {
         return totals;
     }
-    if (totals.last && !isExplained(_totalCount)) {
+    if (!totals.explained) {
         held.clear();
     }
+    // What lay behind the end of the listing says nothing about it when it has grown.
+    held.remove(_totalCount, std::numeric_limits<unsigned long>::max());
     totals.last = _totalCount;
     totals.removals = 0;
     return totals;

@@ -68,6 +68,7 @@ class Listing {
         std::optional<unsigned long> last;  // The last one that was believed.
         bool believed = false;              // Whether the newest one is.
         bool judged = true;                 // False between a report and its delivery.
+        bool explained = true;              // Whether local edits explained it when it came.
         unsigned long removals = 0;         // Local ones since the last one.
     };
 

@@ -786,20 +786,6 @@ TEST_F(QueryResultTest, APositionThatWasBehindTheTotalIsNotHeldWhenTheListingGro
     EXPECT_FALSE(current(3, 1));
 }
 
-TEST_F(QueryResultTest, APositionWhoseEntryLeftBehindTheTotalIsNotHeldWhenTheListingGrows) {
-    deliver(3, 1, 4, {d});
-    result.addItems(2, {c});
-    result.invalidate();
-    deliver(3, 1, 4, {d});
-    result.removeItem(c->id());
-    deliver(0, 3, 3, {a, b, d});
-    EXPECT_THAT(names(result), ElementsAre("a", "b", "d"));
-    result.addItem(e, false);
-    deliver(0, 1, 4, {a});
-    EXPECT_TRUE(current(0, 3));
-    EXPECT_FALSE(current(3, 1));
-}
-
 TEST_F(QueryResultTest, EntriesBehindTheTotalLeaveOnceAllBeforeItAreHeld) {
     deliverFour();
     deliver(0, 2, 3, {a, b});
@@ -1222,7 +1208,7 @@ TEST(QueryResultThreadTest, AReaderSeesWholeSnapshotsWhileAnotherThreadEdits) {
             ++reads;
         }
     });
-    for (int round = 0; round < 500; ++round) {
+    for (int round = 0; round < 2000; ++round) {
         editInEveryWay(result, listing, addition);
     }
     stop = true;

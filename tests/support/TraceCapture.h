@@ -1,7 +1,6 @@
 #pragma once
 
 #include <iostream>
-#include <regex>
 #include <sstream>
 #include <string>
 
@@ -18,9 +17,7 @@ class TraceCapture {
     /// All of it since the start or the last clear(), byte by byte.
     std::string text() const { return _text.str(); }
     /// The same with every address replaced by "<address>".
-    std::string normalised() const {
-        return std::regex_replace(text(), std::regex("0x[0-9a-f]+"), "<address>");
-    }
+    std::string normalised() const;
     void clear() { _text.str(""); }
 
   private:

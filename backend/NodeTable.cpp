@@ -1,0 +1,138 @@
+#include "backend/NodeTable.h"
+
+#include <functional>
+#include <utility>
+#include <vector>
+
+namespace Nimra {
+
+std::size_t NodeTable::ByName::operator()(std::string_view name) const {
+    return std::hash<std::string_view>()(name);
+}
+
+std::size_t NodeTable::ByName::operator()(const Node* node) const {
+    return (*this)(std::string_view(node->name));
+}
+
+bool NodeTable::ByName::operator()(const Node* a, const Node* b) const {
+    return a->name == b->name;
+}
+
+bool NodeTable::ByName::operator()(std::string_view name, const Node* node) const {
+    return name == node->name;
+}
+
+bool NodeTable::ByName::operator()(const Node* node, std::string_view name) const {
+    return name == node->name;
+}
+
+NodeTable::NodeTable() { _nodes.emplace(RootId, Node{RootId, 0, "", EntryKind::Folder, nullptr}); }
+
+const NodeTable::Node* NodeTable::find(unsigned long id) const {
+    const auto found = _nodes.find(id);
+    return found == _nodes.end() ? nullptr : &found->second;
+}
+
+std::string NodeTable::path(unsigned long id) const {
+    std::vector<const Node*> chain;
+    for (const Node* node = find(id); node->id != RootId; node = find(node->parentId)) {
+        chain.push_back(node);
+    }
+    std::string path;
+    while (!chain.empty()) {
+        if (!path.empty()) {
+            path += '/';
+        }
+        path += chain.back()->name;
+        chain.pop_back();
+    }
+    return path;
+}
+
+NodeTable::Children* NodeTable::childrenOf(unsigned long id) {
+    const auto found = _nodes.find(id);
+    return found == _nodes.end() ? nullptr : found->second.children.get();
+}
+
+unsigned long NodeTable::idOf(unsigned long parentId, std::string_view name, EntryKind kind) {
+    Node& parent = _nodes.at(parentId);
+    if (!parent.children) {
+        parent.children = std::make_unique<Children>();
+    }
+    if (const auto known = parent.children->find(name); known != parent.children->end()) {
+        if ((*known)->kind == kind) {
+            return (*known)->id;
+        }
+        forget((*known)->id);
+    }
+    // A number that is lost to a failure below is not missed.
+    const unsigned long id = ++_lastId;
+    const auto added = _nodes.emplace(id, Node{id, parentId, std::string(name), kind, nullptr});
+    try {
+        parent.children->insert(&added.first->second);
+    } catch (...) {
+        _nodes.erase(added.first);
+        throw;
+    }
+    return id;
+}
+
+void NodeTable::forget(unsigned long id) {
+    const auto found = _nodes.find(id);
+    if (id == RootId || found == _nodes.end()) {
+        return;
+    }
+    Node& node = found->second;
+    Children& siblings = *_nodes.at(node.parentId).children;
+    const auto own = siblings.find(std::string_view(node.name));
+    if (own != siblings.end() && *own == &node) {
+        siblings.erase(own);
+    }
+    release(node);
+}
+
+void NodeTable::forget(unsigned long parentId, std::string_view name) {
+    const Children* children = childrenOf(parentId);
+    if (!children) {
+        return;
+    }
+    if (const auto known = children->find(name); known != children->end()) {
+        forget((*known)->id);
+    }
+}
+
+/// Removes a node that its parent has let go, and all below it. Works off a list of its own, for a
+/// tree can be deeper than the stack.
+void NodeTable::release(Node& node) {
+    std::vector<const Node*> leaving = {&node};
+    for (std::size_t next = 0; next < leaving.size(); ++next) {
+        if (const Children* children = leaving[next]->children.get()) {
+            leaving.insert(leaving.end(), children->begin(), children->end());
+        }
+    }
+    for (const Node* gone : leaving) {
+        const unsigned long id = gone->id;
+        _nodes.erase(id);
+    }
+}
+
+void NodeTable::retain(unsigned long parentId, std::span<const FolderEntry> present) {
+    Children* known = childrenOf(parentId);
+    if (!known) {
+        return;
+    }
+    Children kept;
+    kept.reserve(known->size());
+    for (const FolderEntry& entry : present) {
+        const auto found = known->find(entry.view());
+        if (found != known->end() && (*found)->kind == entry.kind) {
+            kept.insert(known->extract(found));
+        }
+    }
+    known->swap(kept);
+    for (Node* gone : kept) {
+        release(*gone);
+    }
+}
+
+}  // namespace Nimra

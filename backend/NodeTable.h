@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "backend/FolderEntry.h"
+
+namespace Nimra {
+
+/// Which id stands for which entry of a folder tree. The root has id 1; other entries get the next
+/// number when they are first asked for, and no number is given twice. An entry is known by its
+/// folder, its name and its kind, and keeps its id until it is forgotten; of one name in a folder
+/// at most one kind is known. One thread at a time.
+class NodeTable {
+    struct ByName;
+
+  public:
+    struct Node;
+    using Children = std::unordered_set<Node*, ByName, ByName>;
+
+    struct Node {
+        unsigned long id;
+        unsigned long parentId;
+        std::string name;
+        EntryKind kind;
+        std::unique_ptr<Children> children;  ///< Null while none is known: most have none.
+    };
+
+    static constexpr unsigned long RootId = 1;
+
+    NodeTable();
+
+    /// Null for an id that was never given or whose entry was forgotten.
+    const Node* find(unsigned long id) const;
+    /// The names on the way from the root, joined by '/'; empty for the root. The id must be known.
+    std::string path(unsigned long id) const;
+
+    /// The id of an entry, a new one if need be. A namesake of the other kind is forgotten. The
+    /// parent must be a known folder.
+    unsigned long idOf(unsigned long parentId, std::string_view name, EntryKind kind);
+
+    /// Forgets an entry and what lies below it. Does nothing for the root or an unknown id.
+    void forget(unsigned long id);
+    /// The same for the entry of that name in a folder.
+    void forget(unsigned long parentId, std::string_view name);
+    /// Forgets the entries of a folder that are not among those that it has now.
+    void retain(unsigned long parentId, std::span<const FolderEntry> present);
+
+    /// Number of entries known, the root included.
+    std::size_t size() const { return _nodes.size(); }
+
+  private:
+    struct ByName {
+        using is_transparent = void;
+
+        std::size_t operator()(std::string_view name) const;
+        std::size_t operator()(const Node* node) const;
+        bool operator()(const Node* a, const Node* b) const;
+        bool operator()(std::string_view name, const Node* node) const;
+        bool operator()(const Node* node, std::string_view name) const;
+    };
+
+    Children* childrenOf(unsigned long id);
+    void release(Node& node);
+
+    // Nodes stay where they are, so the tables of children can point to them.
+    std::unordered_map<unsigned long, Node> _nodes;
+    unsigned long _lastId = RootId;
+};
+
+}  // namespace Nimra

@@ -243,6 +243,49 @@ class DirectoryCache {
     void addKeyValues(FilterInternal filter, std::shared_ptr<QueryResult> result,
                       std::vector<Nimra::Tag> tags, unsigned long totalCount);
 
+    // --- Actions of the user. --------------------------------------------------------------
+    // Each hands an operation to the service layer, or parks it while the item has no server id,
+    // and returns its id at once; the answer goes to `protocol`. The item must be cached, but
+    // where said. None takes a lock of the cache for the hand-over. Mind the order of the
+    // arguments: it differs.
+
+    /// Gives a cached entry another name, and nothing else. No lock.
+    void renameItem(unsigned long id, std::string newName);
+    /// The same with the escaped name of a record. No lock.
+    void renameDocument(Nimra::Document document);
+    /// Renames the cached entry, then sends.
+    unsigned long renameObject(unsigned long folderId, unsigned long id, unsigned long userId,
+                               std::string newName, Nimra::ItemEventProtocol* protocol);
+    /// Gives a cached entry its new parent, takes it out of the directories of the old one and
+    /// adds it to all others that it matches. The store's mutex and, inside it, the directories'.
+    void moveItem(unsigned long itemId, unsigned long newParentId, unsigned long oldParentId);
+    /// Moves the cached entry, then sends.
+    unsigned long moveObject(unsigned long userId, unsigned long oldParentId, unsigned long itemId,
+                             unsigned long newParentId, std::string name,
+                             Nimra::ItemEventProtocol* protocol);
+    /// Sends, then takes the entry out of the first directory of its folder; it stays in the
+    /// store.
+    unsigned long removeObject(unsigned long parentId, unsigned long id, unsigned long userId,
+                               Nimra::ItemEventProtocol* protocol);
+    /// Sends a new document. Neither the document nor its folder need be cached; without the
+    /// folder nothing is sent or parked, and the operation stays allocated.
+    unsigned long createObject(std::shared_ptr<Object> object, KeyValueMap keyValues,
+                               unsigned long userId, Nimra::ItemEventProtocol* protocol);
+    /// Asks for a document's streams.
+    unsigned long getStreams(unsigned long parentId, unsigned long id, unsigned long userId,
+                             std::string name, Nimra::ItemEventProtocol* protocol);
+    /// Stores a document's length, mime type and key values with the service.
+    unsigned long saveMetaData(unsigned long userId, unsigned long parentId, unsigned long id,
+                               std::string name, unsigned long length, std::string mimeType,
+                               KeyValueMap keyValues, Nimra::ItemEventProtocol* protocol);
+    /// Opens a session on a document, cached or not; parked only without a user.
+    unsigned long getObjectSession(unsigned long folderId, unsigned long documentId,
+                                   unsigned long userId, Nimra::ItemEventProtocol* protocol);
+    /// Applies the action of a kind code to what `object` says now: 4 move, 5 remove, 6 rename,
+    /// 10 streams, 13 save metadata. 0 for any other kind.
+    unsigned long objectEvent(Object& object, unsigned long userId, unsigned int kind,
+                              Nimra::ItemEventProtocol* protocol);
+
     // --- Changes made elsewhere. -----------------------------------------------------------
 
     /// Gives a cached entry, which must be there, its new parent; true when it has another one
@@ -269,9 +312,26 @@ class DirectoryCache {
     // Takes the directories' mutex.
     void addToFirstDirectory(const Object& object, std::shared_ptr<Item> stored, bool flag);
 
+    struct SendWords;
+    static const SendWords MoveWords;
+    static const SendWords RemoveWords;
+    static const SendWords RenameWords;
+
     static Nimra::OperationHandler* requests();
     static std::unique_ptr<Nimra::DataLoaderOperation> newLoad(Nimra::ItemFilter filter,
                                                                Nimra::ItemEventProtocol* listener);
+    std::unique_ptr<Nimra::FileOperation> newFileOperation(const Nimra::Document& document,
+                                                           unsigned int kind,
+                                                           Nimra::ItemEventProtocol* protocol);
+    // The one way in which actions on a cached document leave. Takes the store's mutex to look the
+    // item up, and no lock afterwards.
+    unsigned long sendDocument(const Nimra::Document& document, unsigned int kind,
+                               const SendWords& words, Nimra::ItemEventProtocol* protocol);
+    // The same between the traces of streams and metadata.
+    unsigned long sendTraced(const char* label, const Nimra::Document& document, unsigned int kind,
+                             Nimra::ItemEventProtocol* protocol);
+    void traceLengths(const char* label);
+    void traceUploadQueue(const char* moment);
     // Inserts a null service where there is none.
     Nimra::DataService* serviceFor(int dataType);
     // Sends the operation when it is ready, else parks it. The id is read back from it afterwards.

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace App {
+
+/// The length in bytes of the UTF-8 character that `text` starts with; 0 when it starts with none.
+/// Overlong forms, surrogates and what lies beyond U+10FFFF are not characters.
+std::size_t utf8Length(std::string_view text);
+
+/// A name as one line of valid UTF-8 that says every byte of it: control characters, backslashes
+/// and bytes that are not UTF-8 are escaped as in C, by a letter where C has one, else by three
+/// octal digits.
+std::string escaped(std::string_view name);
+
+/// The same for a text that may have escapes in it already: backslashes stay as they are.
+std::string printable(std::string_view text);
+
+}  // namespace App

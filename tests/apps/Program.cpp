@@ -1,0 +1,229 @@
+#include "tests/apps/Program.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pty.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+namespace Ormek::Testing {
+
+namespace {
+
+int checked(int result, const char* what) {
+    if (result < 0) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+    return result;
+}
+
+/// A file without a name.
+class Scratch {
+  public:
+    explicit Scratch(const std::string& content = "")
+        : _fd(checked(::memfd_create("scratch", MFD_CLOEXEC), "memfd_create")) {
+        checked(static_cast<int>(::write(_fd, content.data(), content.size())), "write");
+        ::lseek(_fd, 0, SEEK_SET);
+    }
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
+    ~Scratch() { ::close(_fd); }
+
+    int fd() const { return _fd; }
+    std::string content() const {
+        std::string all;
+        std::array<char, 4096> part{};
+        ssize_t length = 0;
+        while ((length = ::pread(_fd, part.data(), part.size(), static_cast<off_t>(all.size()))) >
+               0) {
+            all.append(part.data(), static_cast<std::size_t>(length));
+        }
+        return all;
+    }
+
+  private:
+    int _fd;
+};
+
+/// Arguments and environment as exec wants them, made before the fork.
+class Exec {
+  public:
+    Exec(Arguments arguments, const Environment& environment) : _arguments(std::move(arguments)) {
+        for (char** variable = environ; *variable != nullptr; ++variable) {
+            const std::string text = *variable;
+            if (environment.find(text.substr(0, text.find('='))) == environment.end()) {
+                _environment.push_back(text);
+            }
+        }
+        for (const auto& [name, value] : environment) {
+            _environment.push_back(name + "=" + value);
+        }
+        _argv = pointers(_arguments);
+        _envp = pointers(_environment);
+    }
+
+    [[noreturn]] void run() {
+        // The test's own choice about broken pipes is not the program's.
+        ::signal(SIGPIPE, SIG_DFL);
+        ::execvpe(_argv[0], _argv.data(), _envp.data());
+        ::_exit(127);
+    }
+
+  private:
+    static std::vector<char*> pointers(std::vector<std::string>& texts) {
+        std::vector<char*> all;
+        all.reserve(texts.size() + 1);
+        for (std::string& text : texts) {
+            all.push_back(text.data());
+        }
+        all.push_back(nullptr);
+        return all;
+    }
+
+    Arguments _arguments;
+    std::vector<std::string> _environment;
+    std::vector<char*> _argv;
+    std::vector<char*> _envp;
+};
+
+int statusOf(pid_t pid) {
+    int status = 0;
+    checked(::waitpid(pid, &status, 0), "waitpid");
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+pid_t spawn(Exec& exec, int in, int out, int err) {
+    const pid_t pid = checked(::fork(), "fork");
+    if (pid == 0) {
+        ::dup2(in, STDIN_FILENO);
+        ::dup2(out, STDOUT_FILENO);
+        ::dup2(err, STDERR_FILENO);
+        exec.run();
+    }
+    return pid;
+}
+
+using Pipe = std::array<int, 2>;
+
+Pipe makePipe() {
+    Pipe ends{};
+    checked(::pipe2(ends.data(), O_CLOEXEC), "pipe2");
+    return ends;
+}
+
+}  // namespace
+
+Outcome runProgram(const Arguments& arguments, const std::string& input,
+                   const Environment& environment) {
+    const Scratch in(input);
+    const Scratch out;
+    const Scratch err;
+    Exec exec(arguments, environment);
+    const int status = statusOf(spawn(exec, in.fd(), out.fd(), err.fd()));
+    return {status, out.content(), err.content()};
+}
+
+std::string runMerged(const Arguments& arguments, const std::string& input) {
+    const Scratch in(input);
+    const Scratch both;
+    Exec exec(arguments, {{"TZ", "UTC"}});
+    statusOf(spawn(exec, in.fd(), both.fd(), both.fd()));
+    return both.content();
+}
+
+Outcome browse(const std::string& folder, const std::string& commands, const Arguments& options) {
+    Arguments arguments{ORMEK_PROGRAM, "browse"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    arguments.push_back(folder);
+    return runProgram(arguments, commands, {{"TZ", "UTC"}});
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+RunningProgram::RunningProgram(const Arguments& arguments, On on, const Environment& environment) {
+    Exec exec(arguments, environment);
+    if (on == On::Terminal) {
+        const winsize size{25, 100, 0, 0};
+        _pid = checked(::forkpty(&_input, nullptr, nullptr, &size), "forkpty");
+        if (_pid == 0) {
+            exec.run();
+        }
+        _said = ::dup(_input);
+        return;
+    }
+    const Pipe in = makePipe();
+    const Pipe out = makePipe();
+    const Pipe err = makePipe();
+    _pid = spawn(exec, in[0], out[1], err[1]);
+    ::close(in[0]);
+    ::close(out[1]);
+    ::close(err[1]);
+    _input = in[1];
+    _output = out[0];
+    _said = err[0];
+}
+
+RunningProgram::~RunningProgram() {
+    closeInput();
+    closeOutput();
+    ::close(_said);
+    if (_pid > 0) {
+        ::kill(_pid, SIGKILL);
+        ::waitpid(_pid, nullptr, 0);
+    }
+}
+
+void RunningProgram::type(const std::string& text) const {
+    checked(static_cast<int>(::write(_input, text.data(), text.size())), "write");
+}
+
+std::string RunningProgram::readUntil(const std::string& text) {
+    constexpr int Patience = 60 * 1000;
+    std::size_t found = 0;
+    while ((found = _unread.find(text)) == std::string::npos) {
+        pollfd readable{_said, POLLIN, 0};
+        std::array<char, 4096> part{};
+        const bool ready = ::poll(&readable, 1, Patience) > 0;
+        const ssize_t length = ready ? ::read(_said, part.data(), part.size()) : 0;
+        if (length <= 0) {
+            throw std::runtime_error("'" + text + "' did not come, but: " + _unread);
+        }
+        _unread.append(part.data(), static_cast<std::size_t>(length));
+    }
+    const std::string read = _unread.substr(0, found + text.size());
+    _unread.erase(0, read.size());
+    return read;
+}
+
+void RunningProgram::closeInput() {
+    if (_input >= 0) {
+        ::close(std::exchange(_input, -1));
+    }
+}
+
+void RunningProgram::closeOutput() {
+    if (_output >= 0) {
+        ::close(std::exchange(_output, -1));
+    }
+}
+
+int RunningProgram::wait() { return statusOf(std::exchange(_pid, -1)); }
+
+}  // namespace Ormek::Testing

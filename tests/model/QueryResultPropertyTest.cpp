@@ -16,6 +16,7 @@
 #include "model/ObjectInternal.h"
 #include "model/QueryResultInternal.h"
 #include "tests/support/Fakes.h"
+#include "tests/support/FixedCases.h"
 #include "tests/support/ListingServer.h"
 
 namespace Ormek::Testing {
@@ -403,24 +404,8 @@ rc::Gen<Step> steps() {
                                 rc::gen::set(&Step::other, number(16)));
 }
 
-/// The same 50,000 cases every time.
-template <class Property>
-bool holds(const char* description, Property property) {
-    rc::detail::TestParams params;
-    params.seed = 14;
-    params.maxSuccess = 50000;
-    params.maxSize = 20;
-    rc::detail::TestMetadata metadata;
-    metadata.id = description;
-    metadata.description = description;
-    const rc::detail::TestResult result = rc::detail::checkTestable(property, metadata, params);
-    if (result.template is<rc::detail::SuccessResult>()) {
-        return true;
-    }
-    rc::detail::printResultMessage(result, std::cerr);
-    std::cerr << '\n';
-    return false;
-}
+constexpr int Cases = 20000;
+constexpr int Steps = 20;
 
 std::vector<unsigned long> sorted(std::vector<unsigned long> ids) {
     std::sort(ids.begin(), ids.end());
@@ -428,7 +413,7 @@ std::vector<unsigned long> sorted(std::vector<unsigned long> ids) {
 }
 
 TEST(QueryResultPropertyTest, NoEntryIsLostAndNoneIsThereTwiceOnceEveryPageIsCurrent) {
-    EXPECT_TRUE(holds("no entry lost, none twice", [] {
+    EXPECT_TRUE(holds("no entry lost, none twice", Cases, Steps, [] {
         World world(*starts(), Moves::AreNotTold);
         for (const Step& step : *rc::gen::container<std::vector<Step>>(steps())) {
             world.take(step);
@@ -444,7 +429,7 @@ TEST(QueryResultPropertyTest, NoEntryIsLostAndNoneIsThereTwiceOnceEveryPageIsCur
 }
 
 TEST(QueryResultPropertyTest, EntriesStandInTheServersOrderOnceEveryPageIsCurrent) {
-    EXPECT_TRUE(holds("the server's order", [] {
+    EXPECT_TRUE(holds("the server's order", Cases, Steps, [] {
         World world(*starts(), Moves::Invalidate);
         for (const Step& step : *rc::gen::container<std::vector<Step>>(steps())) {
             world.take(step);

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <rapidcheck.h>
+
+#include <iostream>
+
+namespace Ormek::Testing {
+
+/// Tries a property on the same random cases every time; says on standard error how it fails.
+template <class Property>
+bool holds(const char* description, int cases, int size, Property property) {
+    rc::detail::TestParams params;
+    params.seed = 14;
+    params.maxSuccess = cases;
+    params.maxSize = size;
+    rc::detail::TestMetadata metadata;
+    metadata.id = description;
+    metadata.description = description;
+    const rc::detail::TestResult result = rc::detail::checkTestable(property, metadata, params);
+    if (result.template is<rc::detail::SuccessResult>()) {
+        return true;
+    }
+    rc::detail::printResultMessage(result, std::cerr);
+    std::cerr << '\n';
+    return false;
+}
+
+}  // namespace Ormek::Testing

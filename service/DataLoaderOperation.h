@@ -15,6 +15,8 @@ class DataLoaderOperation : public Operation {
     ~DataLoaderOperation() override;
 
     const ItemFilter& filter() const { return _filter; }
+    /// To put ids right while the operation is parked; no longer once a worker may have it.
+    ItemFilter& filter() { return _filter; }
     ItemEventProtocol* protocol() const { return _protocol; }
     DataService* service() const { return _service; }
 

@@ -17,6 +17,8 @@ class FileOperation : public Operation {
     ~FileOperation() override;
 
     const Document& document() const { return _document; }
+    /// To put ids right while the operation is parked; no longer once a worker may have it.
+    Document& document() { return _document; }
     unsigned int kind() const { return _kind; }
     ItemEventProtocol* protocol() const { return _protocol; }
     DocumentService* service() const { return _service; }

@@ -1,15 +1,343 @@
 #include "service/QueuedOperationsManager.h"
 
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "service/DataLoaderOperation.h"
+#include "service/FileOperation.h"
+#include "service/LocalIds.h"
+
 namespace Ormek {
+
+namespace {
+
+using Kind = QueuedOperationsManager::Kind;
+
+/// Digits inside a url.
+struct Number {
+    std::size_t begin;
+    std::size_t end;
+    unsigned long value;
+};
+
+/// The two ids in the url of a session request, "/v1/documents/<folder>/<document>/session".
+struct SessionIds {
+    Number folder;
+    Number document;
+};
+
+bool skip(const std::string& url, std::size_t& position, std::string_view text) {
+    if (url.compare(position, text.size(), text) != 0) {
+        return false;
+    }
+    position += text.size();
+    return true;
+}
+
+std::optional<Number> readNumber(const std::string& url, std::size_t& position) {
+    Number number{position, position, 0};
+    const char* const begin = url.data() + position;
+    const auto [end, error] = std::from_chars(begin, url.data() + url.size(), number.value);
+    if (error != std::errc()) {
+        return std::nullopt;
+    }
+    position += static_cast<std::size_t>(end - begin);
+    number.end = position;
+    return number;
+}
+
+std::optional<SessionIds> sessionIds(const std::string& url) {
+    std::size_t position = 0;
+    if (!skip(url, position, "/v1/documents/")) {
+        return std::nullopt;
+    }
+    const std::optional<Number> folder = readNumber(url, position);
+    if (!folder || !skip(url, position, "/")) {
+        return std::nullopt;
+    }
+    const std::optional<Number> document = readNumber(url, position);
+    if (!document || !skip(url, position, "/session") || position != url.size()) {
+        return std::nullopt;
+    }
+    return SessionIds{*folder, *document};
+}
+
+/// In place and without allocating: a server id has no more digits than the local id it replaces.
+void overwrite(std::string& url, const Number& number, unsigned long value) noexcept {
+    if (value == number.value) {
+        return;
+    }
+    char* const end = std::to_chars(url.data() + number.begin, url.data() + number.end, value).ptr;
+    const auto written = static_cast<std::size_t>(end - url.data());
+    url.erase(written, number.end - written);
+}
+
+/// What an operation says about itself.
+struct Facts {
+    Kind kind = Kind::Other;
+    std::vector<unsigned long> named;   // Without 0; an id may be there twice.
+    std::vector<unsigned long> needed;  // Local ids that must become known, each once.
+    unsigned long created = 0;          // The document that it creates.
+    bool lacksUser = false;
+    bool lacksId = false;
+
+    void name(unsigned long id) {
+        if (id != 0) {
+            named.push_back(id);
+        }
+    }
+    void need(unsigned long id) {
+        name(id);
+        if (Nimra::isLocalId(id) && std::count(needed.begin(), needed.end(), id) == 0) {
+            needed.push_back(id);
+        }
+    }
+};
+
+Kind kindOf(const Nimra::FileOperation& operation) {
+    switch (operation.kind()) {
+        case 2:
+            return Kind::Create;
+        case 4:
+            return Kind::Move;
+        case 5:
+            return Kind::Remove;
+        case 6:
+            return Kind::Rename;
+        case 10:
+            return Kind::Streams;
+        case 13:
+            return Kind::SaveMetaData;
+        default:
+            return Kind::Other;
+    }
+}
+
+/// A creation goes without a user, and its document's id is local by nature.
+Facts factsOfCreation(const Nimra::Document& document) {
+    Facts facts;
+    facts.kind = Kind::Create;
+    facts.name(document.id);
+    facts.need(document.parentId);
+    facts.created = document.id;
+    facts.lacksId = document.parentId == 0;
+    return facts;
+}
+
+Facts factsOf(const Nimra::FileOperation& operation) {
+    const Nimra::Document& document = operation.document();
+    if (kindOf(operation) == Kind::Create) {
+        return factsOfCreation(document);
+    }
+    Facts facts;
+    facts.kind = kindOf(operation);
+    facts.need(document.id);
+    facts.need(document.parentId);
+    facts.need(document.oldParentId);
+    facts.lacksUser = document.ownerId == 0;
+    return facts;
+}
+
+Facts factsOf(const Nimra::ItemFilter& filter) {
+    Facts facts;
+    if (const std::optional<SessionIds> ids = sessionIds(filter.url)) {
+        facts.kind = Kind::Session;
+        facts.need(ids->document.value);
+        facts.need(ids->folder.value);
+        facts.lacksUser = filter.userId == 0;
+        return facts;
+    }
+    facts.kind = Kind::Load;
+    const std::vector<unsigned long>& ids = filter.dataId;
+    std::for_each(ids.begin(), ids.end(), [&](unsigned long id) { facts.need(id); });
+    facts.lacksId = ids.empty() || std::count(ids.begin(), ids.end(), 0ul) != 0;
+    return facts;
+}
+
+/// An operation of another class needs nothing that is known here.
+Facts factsOf(const Nimra::Operation& operation) {
+    if (const auto* file = dynamic_cast<const Nimra::FileOperation*>(&operation)) {
+        return factsOf(*file);
+    }
+    if (const auto* load = dynamic_cast<const Nimra::DataLoaderOperation*>(&operation)) {
+        return factsOf(load->filter());
+    }
+    return {};
+}
+
+bool anyIn(const std::set<unsigned long>& set, const std::vector<unsigned long>& ids) {
+    return std::any_of(ids.begin(), ids.end(),
+                       [&](unsigned long id) { return set.count(id) != 0; });
+}
+
+}  // namespace
 
 QueuedOperationsManager::~QueuedOperationsManager() = default;
 
-void QueuedOperationsManager::push(Nimra::Operation* operation) { _queue.push(operation); }
+void QueuedOperationsManager::push(Nimra::Operation* operation) {
+    std::unique_ptr<Nimra::Operation> owned(operation);
+    const std::lock_guard lock(_mutex);
+    putRight(*owned);
+    _operations.push_back(std::move(owned));
+}
 
-unsigned long QueuedOperationsManager::size() const { return _queue.size(); }
+unsigned long QueuedOperationsManager::size() const {
+    const std::lock_guard lock(_mutex);
+    return _operations.size();
+}
 
 std::vector<Nimra::Operation*> QueuedOperationsManager::operations() const {
-    return _queue.operations();
+    const std::lock_guard lock(_mutex);
+    std::vector<Nimra::Operation*> parked;
+    parked.reserve(_operations.size());
+    for (const auto& operation : _operations) {
+        parked.push_back(operation.get());
+    }
+    return parked;
+}
+
+std::vector<QueuedOperationsManager::Waiting> QueuedOperationsManager::waiting() const {
+    const std::lock_guard lock(_mutex);
+    return assess();
+}
+
+// --- What becomes known --------------------------------------------------------------------
+
+void QueuedOperationsManager::idKnown(unsigned long localId, unsigned long serverId) {
+    if (!Nimra::isLocalId(localId)) {
+        throw std::invalid_argument("not a local id: " + std::to_string(localId));
+    }
+    if (serverId == 0 || Nimra::isLocalId(serverId)) {
+        throw std::invalid_argument("not a server id: " + std::to_string(serverId));
+    }
+    const std::lock_guard lock(_mutex);
+    _serverIds[localId] = serverId;
+    putAllRight();
+}
+
+void QueuedOperationsManager::userKnown(unsigned long userId) {
+    if (userId == 0) {
+        throw std::invalid_argument("0 is no user");
+    }
+    const std::lock_guard lock(_mutex);
+    _userId = userId;
+    putAllRight();
+}
+
+void QueuedOperationsManager::putAllRight() noexcept {
+    for (const auto& operation : _operations) {
+        putRight(*operation);
+    }
+}
+
+void QueuedOperationsManager::putRight(Nimra::Operation& operation) const noexcept {
+    if (auto* file = dynamic_cast<Nimra::FileOperation*>(&operation)) {
+        Nimra::Document& document = file->document();
+        document.id = known(document.id);
+        document.parentId = known(document.parentId);
+        document.oldParentId = known(document.oldParentId);
+        document.ownerId = document.ownerId == 0 ? _userId : document.ownerId;
+    } else if (auto* load = dynamic_cast<Nimra::DataLoaderOperation*>(&operation)) {
+        Nimra::ItemFilter& filter = load->filter();
+        for (unsigned long& id : filter.dataId) {
+            id = known(id);
+        }
+        filter.userId = filter.userId == 0 ? _userId : filter.userId;
+        if (const std::optional<SessionIds> ids = sessionIds(filter.url)) {
+            // The later one first, so that the place of the other stays right.
+            overwrite(filter.url, ids->document, known(ids->document.value));
+            overwrite(filter.url, ids->folder, known(ids->folder.value));
+        }
+    }
+}
+
+unsigned long QueuedOperationsManager::known(unsigned long id) const noexcept {
+    const auto found = _serverIds.find(id);
+    return found == _serverIds.end() ? id : found->second;
+}
+
+// --- What leaves ---------------------------------------------------------------------------
+
+QueuedOperationsManager::Operations QueuedOperationsManager::takeReady() {
+    const std::lock_guard lock(_mutex);
+    std::vector<bool> leaving;
+    for (const Waiting& operation : assess()) {
+        leaving.push_back(operation.ready());
+    }
+    return extract(leaving);
+}
+
+QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(unsigned long localId) {
+    const std::lock_guard lock(_mutex);
+    std::set<unsigned long> lost{localId};
+    std::vector<bool> leaving(_operations.size());
+    std::size_t lostBefore = 0;
+    while (lostBefore != lost.size()) {
+        lostBefore = lost.size();
+        for (std::size_t index = 0; index < _operations.size(); ++index) {
+            const Facts facts = factsOf(*_operations[index]);
+            if (anyIn(lost, facts.needed)) {
+                leaving[index] = true;
+                lost.insert(facts.created);
+            }
+        }
+    }
+    return extract(leaving);
+}
+
+std::unique_ptr<Nimra::Operation> QueuedOperationsManager::cancel(unsigned long operationId) {
+    const std::lock_guard lock(_mutex);
+    const auto found =
+        std::find_if(_operations.begin(), _operations.end(),
+                     [&](const auto& operation) { return operation->id() == operationId; });
+    if (found == _operations.end()) {
+        return nullptr;
+    }
+    std::unique_ptr<Nimra::Operation> cancelled = std::move(*found);
+    _operations.erase(found);
+    return cancelled;
+}
+
+std::vector<QueuedOperationsManager::Waiting> QueuedOperationsManager::assess() const {
+    std::vector<Waiting> all;
+    std::set<unsigned long> held;  // Named by operations that stay.
+    for (const auto& operation : _operations) {
+        Facts facts = factsOf(*operation);
+        Waiting waiting;
+        waiting.operationId = operation->id();
+        waiting.kind = facts.kind;
+        waiting.localIds = std::move(facts.needed);
+        waiting.forUser = facts.lacksUser;
+        waiting.forLackingId = facts.lacksId;
+        waiting.forEarlier = anyIn(held, facts.named);
+        if (!waiting.ready()) {
+            held.insert(facts.named.begin(), facts.named.end());
+        }
+        all.push_back(std::move(waiting));
+    }
+    return all;
+}
+
+// Allocates before the first operation moves, so that none is lost.
+QueuedOperationsManager::Operations QueuedOperationsManager::extract(
+    const std::vector<bool>& leaving) {
+    Operations taken;
+    taken.reserve(_operations.size());
+    for (std::size_t index = 0; index < _operations.size(); ++index) {
+        if (leaving[index]) {
+            taken.push_back(std::move(_operations[index]));
+        }
+    }
+    _operations.erase(std::remove(_operations.begin(), _operations.end(), nullptr),
+                      _operations.end());
+    return taken;
 }
 
 }  // namespace Ormek

@@ -1,31 +1,96 @@
 #pragma once
 
+#include <map>
+#include <memory>
+#include <mutex>
 #include <vector>
 
 #include "service/Operation.h"
-#include "service/OperationQueue.h"
 
 namespace Ormek {
 
-/// Where operations are parked, in order, while an item they need has no server id. Safe to call
-/// from any thread.
+/// Where operations are parked, in order, while an item they need has no server id or the user is
+/// not known. Ids inside them are put right as they become known; what is ready then leaves.
+///
+/// Its owner tells it what has become known and hands on what leaves: it calls nobody itself. Safe
+/// to call from any thread. When a call throws, nothing has left and nothing parked is lost.
 class QueuedOperationsManager {
   public:
+    using Operations = std::vector<std::unique_ptr<Nimra::Operation>>;
+
+    enum class Kind {
+        Create,
+        Move,
+        Remove,
+        Rename,
+        Streams,
+        SaveMetaData,
+        Load,
+        Session,
+        Other,
+    };
+
+    /// A parked operation and what it waits for.
+    struct Waiting {
+        unsigned long operationId = 0;
+        Kind kind = Kind::Other;
+        std::vector<unsigned long> localIds;  ///< Each once: items whose server ids it needs.
+        bool forUser = false;
+        /// It has no id at all where it needs one, the folder of a creation or what a load is to
+        /// list: nothing that becomes known helps, it can only be cancelled.
+        bool forLackingId = false;
+        /// An earlier operation that names an item it names too still waits.
+        bool forEarlier = false;
+
+        bool ready() const { return localIds.empty() && !forUser && !forLackingId && !forEarlier; }
+    };
+
     QueuedOperationsManager() = default;
     QueuedOperationsManager(const QueuedOperationsManager&) = delete;
     QueuedOperationsManager& operator=(const QueuedOperationsManager&) = delete;
     virtual ~QueuedOperationsManager();
 
-    /// Takes ownership of the operation, from the first instruction on.
+    /// Takes ownership of the operation, which must not be null, from the first instruction on:
+    /// when this throws, the operation is gone. What is known already is put right in it, too. A
+    /// creation is parked before what needs the document that it creates.
     virtual void push(Nimra::Operation* operation);
     /// Number of parked operations.
     virtual unsigned long size() const;
 
-    /// What is parked, in order, to look at; each is valid while it stays parked.
+    /// What is parked, in order, to look at; each is valid while it stays parked, and its ids may
+    /// change while another thread tells what has become known.
     std::vector<Nimra::Operation*> operations() const;
+    /// What is parked, in order, with what each waits for.
+    std::vector<Waiting> waiting() const;
+
+    /// An item has its server id. Throws std::invalid_argument when `localId` is no local id, or
+    /// `serverId` is one or is 0.
+    void idKnown(unsigned long localId, unsigned long serverId);
+    /// The user is known, and takes the place of the user id 0. Throws std::invalid_argument for 0.
+    void userKnown(unsigned long userId);
+
+    /// Whatever is ready, in order. None overtakes an earlier one that names an item it names too:
+    /// a document, a folder, either folder of a move, what a load lists. To be asked for after
+    /// every other call that changes something here.
+    Operations takeReady();
+    /// For when `localId` will never be known: whatever needs it, in order, and whatever needs a
+    /// document that one of these would have created.
+    Operations takeWaitingFor(unsigned long localId);
+    /// The operation of that id; empty when it is not parked. What needs the document that it would
+    /// have created stays.
+    std::unique_ptr<Nimra::Operation> cancel(unsigned long operationId);
 
   private:
-    Nimra::OperationQueue _queue;
+    void putRight(Nimra::Operation& operation) const noexcept;
+    void putAllRight() noexcept;
+    unsigned long known(unsigned long id) const noexcept;
+    std::vector<Waiting> assess() const;
+    Operations extract(const std::vector<bool>& leaving);
+
+    mutable std::mutex _mutex;
+    Operations _operations;
+    std::map<unsigned long, unsigned long> _serverIds;  // By local id.
+    unsigned long _userId = 0;
 };
 
 }  // namespace Ormek

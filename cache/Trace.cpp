@@ -1,5 +1,6 @@
 #include "cache/Trace.h"
 
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <cstring>
@@ -9,12 +10,13 @@ namespace Ormek {
 
 namespace {
 
-constexpr std::size_t NumberLength = std::numeric_limits<unsigned long>::digits10 + 3;
+using NumberBuffer = std::array<char, std::numeric_limits<unsigned long>::digits10 + 3>;
 
 template <class Number>
-std::string_view digits(char (&buffer)[NumberLength], Number number, int base) {
-    const auto end = std::to_chars(buffer, buffer + NumberLength, number, base).ptr;
-    return {buffer, static_cast<std::size_t>(end - buffer)};
+std::string_view digits(NumberBuffer& buffer, Number number, int base) {
+    char* const begin = buffer.data();
+    const char* const end = std::to_chars(begin, begin + buffer.size(), number, base).ptr;
+    return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 void writeOut(std::string_view text) {
@@ -34,17 +36,17 @@ void TraceLine::add(std::string_view text) {
     if (text.empty()) {
         return;
     }
-    std::memcpy(_buffer + _size, text.data(), text.size());
+    std::memcpy(_buffer.data() + _size, text.data(), text.size());
     _size += text.size();
 }
 
 void TraceLine::add(unsigned long number) {
-    char buffer[NumberLength];
+    NumberBuffer buffer;
     add(digits(buffer, number, 10));
 }
 
 void TraceLine::add(long number) {
-    char buffer[NumberLength];
+    NumberBuffer buffer;
     add(digits(buffer, number, 10));
 }
 
@@ -53,14 +55,14 @@ void TraceLine::add(const void* pointer) {
         add("0");
         return;
     }
-    char buffer[NumberLength];
+    NumberBuffer buffer;
     add("0x");
     add(digits(buffer, reinterpret_cast<std::uintptr_t>(pointer), 16));
 }
 
 void TraceLine::write() {
     if (_size != 0) {
-        writeOut({_buffer, _size});
+        writeOut({_buffer.data(), _size});
         _size = 0;
     }
 }

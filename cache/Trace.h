@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <iostream>
 #include <string_view>
@@ -24,7 +25,7 @@ class TraceLine {
   private:
     static constexpr std::size_t Capacity = 512;
 
-    char _buffer[Capacity];
+    std::array<char, Capacity> _buffer;
     std::size_t _size = 0;
 };
 

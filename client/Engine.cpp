@@ -138,7 +138,7 @@ Client::Engine::~Engine() {
 // --- Questions -----------------------------------------------------------------------------
 
 Client::Engine::State Client::Engine::list(unsigned long folderId, const ListOptions& options) {
-    const State state = ask();
+    State state = ask();
     if (!isFolder(folderId)) {
         fail(state, notFound("no folder with the id " + std::to_string(folderId) + " is known"));
         return state;
@@ -168,7 +168,7 @@ Client::Engine::State Client::Engine::list(unsigned long folderId, const ListOpt
 }
 
 Client::Engine::State Client::Engine::tags(unsigned long folderId, const ListOptions& options) {
-    const State state = ask();
+    State state = ask();
     if (!isFolder(folderId)) {
         fail(state, notFound("no folder with the id " + std::to_string(folderId) + " is known"));
         return state;
@@ -194,18 +194,23 @@ Client::Engine::State Client::Engine::tags(unsigned long folderId, const ListOpt
 
 Client::Engine::State Client::Engine::find(unsigned long folderId, const std::string& path,
                                            Freshness freshness) {
-    const State state = ask();
+    State state = ask();
     state->walk = {path, folderId, partsOf(path), freshness};
     walk(state);
     return state;
 }
 
 unsigned long Client::Engine::merge() {
-    const unsigned long answers = _worker.collect();
-    if (answers != 0) {
+    try {
+        const unsigned long answers = _worker.collect();
+        if (answers != 0) {
+            ::eventfd_write(_merged.get(), 1);
+        }
+        return answers;
+    } catch (...) {
         ::eventfd_write(_merged.get(), 1);
+        throw;
     }
-    return answers;
 }
 
 unsigned long Client::Engine::collect() {
@@ -301,6 +306,10 @@ void Client::Engine::pageLoaded(unsigned long operationId, const Nimra::ItemFilt
         const Nimra::ServiceError reason(Nimra::Reason::Internal, error.what());
         concludeEach(load, [&](const State& state) { fail(state, reason); });
         return;
+    } catch (...) {
+        ++_statistics.failedLoads;
+        concludeEach(load, [](const State& state) { failWithoutWords(*state); });
+        return;
     }
     concludeEach(load, [&](const State& state) {
         if (load.kind == LoadKind::LookUp) {
@@ -355,10 +364,11 @@ void Client::Engine::mergePage(const Load& load, Nimra::Page& page) {
                         std::move(page.documents), page.totalCount);
     }
     // What was found by name before may be gone now.
-    for (const unsigned long folderId : load.filter.getDataId()) {
-        if (load.kind == LoadKind::Listing) {
-            _found.erase(_found.lower_bound({folderId, {}}),
-                         _found.lower_bound({folderId + 1, {}}));
+    if (load.kind == LoadKind::Listing) {
+        const unsigned long folderId = load.filter.getDataId().front();
+        auto found = _found.lower_bound({folderId, {}});
+        while (found != _found.end() && found->first.first == folderId) {
+            found = _found.erase(found);
         }
     }
 }
@@ -433,7 +443,7 @@ void Client::Engine::walk(const State& state) {
 std::shared_ptr<Item> Client::Engine::heldEntry(unsigned long folderId, const std::string& name) {
     const auto listing = _listings.find(folderId);
     if (listing != _listings.end()) {
-        const auto entry = listing->second->itemByName(name);
+        auto entry = listing->second->itemByName(name);
         if (entry && entry->parentId() == folderId) {
             return entry;
         }
@@ -442,7 +452,7 @@ std::shared_ptr<Item> Client::Engine::heldEntry(unsigned long folderId, const st
     if (found == _found.end()) {
         return nullptr;
     }
-    const auto entry = _cache.getItemInternal(found->second);
+    auto entry = _cache.getItemInternal(found->second);
     if (entry && entry->parentId() == folderId && entry->name() == name) {
         return entry;
     }
@@ -477,12 +487,17 @@ void Client::Engine::lookedUp(const State& state, const Directory& directory) {
     }
 }
 
-// A listing that shows what the service says is not there is asked for again.
+// A listing that shows what the service says is not there loses it, and is asked for again.
 void Client::Engine::doubtListing(unsigned long folderId, const std::string& name) {
     _found.erase({folderId, name});
     const auto listing = _listings.find(folderId);
-    if (listing != _listings.end() && listing->second->itemByName(name)) {
-        dynamic_cast<QueryResultInternal&>(*listing->second).invalidate();
+    if (listing == _listings.end()) {
+        return;
+    }
+    auto& directory = dynamic_cast<QueryResultInternal&>(*listing->second);
+    if (const auto entry = directory.itemByName(name)) {
+        directory.removeItem(entry->id());
+        directory.invalidate();
     }
 }
 

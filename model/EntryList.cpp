@@ -196,20 +196,46 @@ void EntryList::dropChunkIfEmpty(std::size_t chunk) noexcept {
 
 void EntryList::insert(unsigned long position, Entry entry) {
     _byId.reserve(1);
-    if (const auto place = find(position)) {
-        Chunk& chunk = _chunks[place->chunk];
-        const auto before = chunk.slots.begin() + static_cast<std::ptrdiff_t>(place->slot);
-        const Entry& inserted = *chunk.slots.insert(before, std::move(entry));
-        link(inserted, chunk.number);
-        ++_size;
-        return;
+    unsigned long start = 0;
+    for (Chunk& chunk : _chunks) {
+        start += chunk.gap;
+        // At the end of a chunk rather than at the start of the next one, so that what is taken out
+        // and put back, entry by entry, does not gather in one chunk.
+        const bool inside = position >= start && position - start < chunk.slots.size();
+        const bool atEnd = position >= start && position - start == chunk.slots.size();
+        if (inside || (atEnd && chunk.slots.size() < 2 * ChunkSize)) {
+            const auto before = chunk.slots.begin() + static_cast<std::ptrdiff_t>(position - start);
+            link(*chunk.slots.insert(before, std::move(entry)), chunk.number);
+            ++_size;
+            return;
+        }
+        start += chunk.slots.size();
     }
-    // In a gap, which grows by the new position first; a failure would leave it one too long.
+    // In a gap, which goes on behind the new position as long as it was before.
     fillGap(position, position + 1);
     put(position, std::move(entry));
-    const Place place = *find(position);
-    if (place.slot + 1 == _chunks[place.chunk].slots.size() && place.chunk + 1 < _chunks.size()) {
-        ++_chunks[place.chunk + 1].gap;
+    const std::size_t next = find(position)->chunk + 1;
+    if (next < _chunks.size()) {
+        ++_chunks[next].gap;
+    }
+}
+
+void EntryList::vacate(unsigned long begin, unsigned long end) noexcept {
+    unsigned long start = 0;
+    for (Chunk& chunk : _chunks) {
+        start += chunk.gap;
+        if (start >= end) {
+            return;
+        }
+        const unsigned long last = std::min<unsigned long>(chunk.slots.size(), end - start);
+        for (unsigned long slot = begin > start ? begin - start : 0; slot < last; ++slot) {
+            if (chunk.slots[slot]) {
+                unlink(chunk.slots[slot], chunk.number);
+                chunk.slots[slot].reset();
+                --_size;
+            }
+        }
+        start += chunk.slots.size();
     }
 }
 

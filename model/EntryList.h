@@ -48,6 +48,8 @@ class EntryList {
     void put(unsigned long position, Entry entry) noexcept;
     /// Vacates a position; empty when it is vacant already.
     Entry take(unsigned long position) noexcept;
+    /// Vacates the positions `begin` … `end - 1`.
+    void vacate(unsigned long begin, unsigned long end) noexcept;
     /// Takes a position out; what stands behind it moves up by one.
     Entry erase(unsigned long position) noexcept;
     /// Puts an entry between two positions: what stands from there on moves down by one.

@@ -42,9 +42,11 @@ class ItemIndex {
     }
 
   private:
-    // The upper bits of a product are the well-mixed ones (Knuth, multiplicative hashing).
+    // The upper half of a product is the well-mixed one (Knuth, multiplicative hashing); its own
+    // upper bits are mixed in, since the table looks at the lower ones.
     static std::uint32_t fold(std::uint64_t hash) {
-        return static_cast<std::uint32_t>((hash * 0x9E3779B97F4A7C15ULL) >> 32U);
+        const std::uint64_t product = hash * 0x9E3779B97F4A7C15ULL;
+        return static_cast<std::uint32_t>((product >> 32U) ^ (product >> 48U));
     }
     std::size_t home(std::uint32_t hash) const { return hash & (_cells.size() - 1); }
     std::size_t next(std::size_t at) const { return (at + 1) & (_cells.size() - 1); }

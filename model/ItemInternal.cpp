@@ -69,18 +69,20 @@ void ItemInternal::shares(std::map<unsigned long, std::vector<ShareData>> shares
 void ItemInternal::firstText(std::string text) { _firstText = std::move(text); }
 void ItemInternal::secondText(std::string text) { _secondText = std::move(text); }
 void ItemInternal::id(unsigned long id) {
-    if (_id != 0 && _id != id) {
+    const bool changes = _id != 0 && _id != id;
+    _id = id;
+    if (changes) {
         ++changedIds;
     }
-    _id = id;
 }
 void ItemInternal::parentId(unsigned long id) { _parentId = id; }
 void ItemInternal::oldParentId(unsigned long id) { _oldParentId = id; }
 void ItemInternal::name(std::string name) {
-    if (!_name.empty() && _name != name) {
+    const bool changes = !_name.empty() && _name != name;
+    _name = std::move(name);
+    if (changes) {
         ++changedNames;
     }
-    _name = std::move(name);
 }
 void ItemInternal::description(std::string text) { _description = std::move(text); }
 void ItemInternal::ownerId(unsigned long id) { _ownerId = id; }

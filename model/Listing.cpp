@@ -27,17 +27,45 @@ bool isAmong(const std::vector<Entry>& entries, const Item& item) {
 
 // --- Looking -------------------------------------------------------------------------------
 
+// False once an addition has been given the id of an entry that the service delivered meanwhile.
+bool Listing::stillStands(const Addition& addition) const {
+    return !_entries.contains(*addition.entry);
+}
+
+unsigned long Listing::count() const {
+    unsigned long entries = _entries.size();
+    for (const Additions* additions : {&_front, &_back}) {
+        for (const Addition& addition : *additions) {
+            entries += stillStands(addition) ? 1 : 0;
+        }
+    }
+    return entries;
+}
+
 std::vector<Entry> Listing::items() const {
     std::vector<Entry> all;
-    all.reserve(count());
-    for (const Addition& addition : _front) {
-        all.push_back(addition.entry);
-    }
+    all.reserve(_entries.size() + _front.size() + _back.size());
+    const auto append = [&](const Additions& additions) {
+        for (const Addition& addition : additions) {
+            if (stillStands(addition)) {
+                all.push_back(addition.entry);
+            }
+        }
+    };
+    append(_front);
     _entries.copyTo(all, 0, std::numeric_limits<unsigned long>::max());
-    for (const Addition& addition : _back) {
-        all.push_back(addition.entry);
-    }
+    append(_back);
     return all;
+}
+
+// An addition that the total counts has a position of its own, and comes with that one's page.
+void Listing::appendToPage(std::vector<Entry>& page, const Additions& additions) const {
+    for (const Addition& addition : additions) {
+        const bool hasPosition = addition.counted && addition.entry->idLoaded();
+        if (!hasPosition && stillStands(addition)) {
+            page.push_back(addition.entry);
+        }
+    }
 }
 
 std::vector<Entry> Listing::page(unsigned long offset, unsigned long count) const {
@@ -49,15 +77,11 @@ std::vector<Entry> Listing::page(unsigned long offset, unsigned long count) cons
     const unsigned long listingEnd = limit().value_or(_entries.end());
     entries.reserve(std::min(count, _entries.size()) + _front.size() + _back.size());
     if (offset == 0) {
-        for (const Addition& addition : _front) {
-            entries.push_back(addition.entry);
-        }
+        appendToPage(entries, _front);
     }
     _entries.copyTo(entries, offset, end);
     if (end >= listingEnd && (offset < listingEnd || offset == 0)) {
-        for (const Addition& addition : _back) {
-            entries.push_back(addition.entry);
-        }
+        appendToPage(entries, _back);
     }
     return entries;
 }
@@ -89,6 +113,10 @@ bool Listing::isPageCurrent(unsigned long offset, unsigned long count) const {
         return false;
     }
     const unsigned long end = endOf(offset, count);
+    if (_merging && offset < endOf(_announced->first, _announced->second) &&
+        _announced->first < end) {
+        return false;
+    }
     return _held.covers(offset, std::min(end, limit().value_or(end)));
 }
 
@@ -118,6 +146,7 @@ void Listing::addPage(unsigned long offset, unsigned long count) {
         }
     }
     _announced = {offset, count};
+    _merging = true;
     _evicted.clear();
 }
 
@@ -133,9 +162,9 @@ void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PageP
     _vacancy.reset();
     const Page page = pageAt(offset, delivered.size());
     std::vector<Entry> arranged = arrange(page, std::move(delivered), part);
-    dropBlocked(page, arranged);
     RangeSet held = _held;
     const Totals totals = judge(offset, arranged, held);
+    dropBlocked(page, arranged);
     const std::vector<unsigned long> left = positionsLeft(page, arranged);
     for (const unsigned long position : left) {
         held.remove(position, position + 1);
@@ -148,10 +177,7 @@ void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PageP
     if (!_totals.judged && totals.believed) {
         countAdditions();
     }
-    const unsigned long filledEnd = std::min(page.end, _entries.end());
-    for (unsigned long position = page.begin; position < filledEnd; ++position) {
-        _entries.take(position);
-    }
+    _entries.vacate(page.begin, page.end);
     for (const unsigned long position : left) {
         _entries.take(position);
     }
@@ -168,7 +194,7 @@ void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PageP
     _totals = totals;
     restoreEvicted(page);
     leaveBehindTotal();
-    _announced.reset();
+    _merging = false;
     _evicted.clear();
 }
 
@@ -337,19 +363,13 @@ void Listing::addItem(Entry item, bool front) {
     if (!item) {
         return;
     }
-    const std::optional<Vacancy> vacancy = std::move(_vacancy);
+    const bool filled = _vacancy && front && fill(*_vacancy, item);
+    if (!filled && !contains(*item)) {
+        Additions& additions = front ? _front : _back;
+        additions.insert(front ? additions.begin() : additions.end(),
+                         Addition{std::move(item), false});
+    }
     _vacancy.reset();
-    if (vacancy && front && fill(*vacancy, item)) {
-        return;
-    }
-    if (contains(*item)) {
-        return;
-    }
-    if (front) {
-        _front.insert(_front.begin(), Addition{std::move(item), false});
-    } else {
-        _back.push_back({std::move(item), false});
-    }
 }
 
 void Listing::removeItem(unsigned long id) {
@@ -360,20 +380,35 @@ void Listing::removeItem(unsigned long id) {
     const std::vector<unsigned long> positions = _entries.positionsOfId(id);
     // From behind, so that the positions that are still to come stay right.
     for (auto position = positions.rbegin(); position != positions.rend(); ++position) {
-        if (_held.contains(*position)) {
-            _entries.erase(*position);
-            _held.erase(*position);
-        } else {
-            _entries.take(*position);
-        }
-        ++_totals.removals;
+        eraseAt(*position);
     }
-    if (!positions.empty()) {
-        _evicted.clear();
-    }
-    const auto hasId = [id](const Addition& addition) { return addition.entry->id() == id; };
+    const auto hasId = [this, id](const Addition& addition) {
+        const bool isIt = addition.entry->id() == id;
+        _totals.removals += isIt && addition.counted ? 1 : 0;
+        return isIt;
+    };
     _front.erase(std::remove_if(_front.begin(), _front.end(), hasId), _front.end());
     _back.erase(std::remove_if(_back.begin(), _back.end(), hasId), _back.end());
+}
+
+// A held position goes with its entry; one that is not held says nothing about what stands behind.
+void Listing::eraseAt(unsigned long position) noexcept {
+    if (_held.contains(position)) {
+        _entries.erase(position);
+        _held.erase(position);
+        shiftEvicted(position, true);
+    } else {
+        _entries.take(position);
+    }
+    ++_totals.removals;
+}
+
+void Listing::shiftEvicted(unsigned long position, bool up) noexcept {
+    for (Vacancy& evicted : _evicted) {
+        if (evicted.place == Vacancy::Place::Position && evicted.position >= position) {
+            evicted.position += up ? -1UL : 1UL;
+        }
+    }
 }
 
 bool Listing::removeItemByName(const Entry& item) {
@@ -389,13 +424,9 @@ bool Listing::removeItemByName(const Entry& item) {
     if (vacancy->place != Vacancy::Place::Position) {
         Additions& additions = additionsAt(vacancy->place);
         additions.erase(additions.begin() + static_cast<std::ptrdiff_t>(position));
-    } else if (vacancy->held) {
-        _entries.erase(position);
-        _held.erase(position);
-        ++_totals.removals;
+        _totals.removals += vacancy->counted ? 1 : 0;
     } else {
-        _entries.take(position);
-        ++_totals.removals;
+        eraseAt(position);
     }
     _vacancy = std::move(vacancy);
     return true;
@@ -457,17 +488,19 @@ bool Listing::fill(const Vacancy& vacancy, const Entry& item) {
         Additions& additions = additionsAt(vacancy.place);
         additions.insert(additions.begin() + static_cast<std::ptrdiff_t>(position),
                          Addition{item, returns && vacancy.counted});
+        _totals.removals -= vacancy.counted ? 1 : 0;
     } else if (vacancy.held) {
         held.insertGap(position);
         held.add(position, returns ? position + 1 : position);
         _entries.insert(position, item);
+        shiftEvicted(position, false);
         --_totals.removals;
     } else {
         _entries.reserve(position, position + 1);
         _entries.put(position, item);
         --_totals.removals;
     }
-    if (_announced && !returns) {
+    if (_merging && !returns) {
         _evicted.push_back(vacancy);
     }
     std::swap(_held, held);

@@ -25,7 +25,7 @@ class Listing {
   public:
     using Entry = EntryList::Entry;
 
-    unsigned long count() const { return _entries.size() + _front.size() + _back.size(); }
+    unsigned long count() const;
     unsigned long totalCount() const { return _totalCount; }
     std::vector<Entry> items() const;
     std::vector<Entry> page(unsigned long offset, unsigned long count) const;
@@ -81,6 +81,10 @@ class Listing {
     Totals judge(unsigned long offset, const std::vector<Entry>& delivered, RangeSet& held) const;
     std::optional<unsigned long> limit() const;
     bool contains(const Item& item) const;
+    bool stillStands(const Addition& addition) const;
+    void appendToPage(std::vector<Entry>& page, const Additions& additions) const;
+    void eraseAt(unsigned long position) noexcept;
+    void shiftEvicted(unsigned long position, bool up) noexcept;
     void forget(const Item& item) noexcept;
     void countAdditions() noexcept;
     void reserveEvicted();
@@ -99,7 +103,8 @@ class Listing {
     unsigned long _totalCount = 0;
     Totals _totals;
     std::optional<std::pair<unsigned long, unsigned long>> _announced;  // Offset and count.
-    std::vector<Vacancy> _evicted;                                      // By name, while merging.
+    bool _merging = false;          // Between the announcement of a page and its delivery.
+    std::vector<Vacancy> _evicted;  // By name, while merging.
     std::optional<Vacancy> _vacancy;
 };
 

@@ -21,6 +21,7 @@ class QueryResultInternal : public virtual QueryResult {
     explicit QueryResultInternal(FilterInternal filter);
     /// A copy of entries, pages, total and, where `other` has or remembers one, filter.
     explicit QueryResultInternal(QueryResult& other);
+    QueryResultInternal& operator=(const QueryResultInternal&) = delete;
     ~QueryResultInternal() override;
 
     /// The filter the directory was made for; never changes.

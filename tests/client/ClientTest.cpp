@@ -416,6 +416,7 @@ TEST_F(ClientTest, ReloadedPathAsksTheServiceForItsLastPart) {
     const Answer gone = answerTo(client().find("a/x", Freshness::Reload));
     EXPECT_EQ(gone.state, AnswerState::Failed);
     EXPECT_EQ(gone.error->reason(), Nimra::Reason::NotFound);
+    EXPECT_EQ(find("a/x").state, AnswerState::Failed);
     // The listing that still showed it is asked for again.
     const Answer listing = list(10);
     EXPECT_EQ(listing.source, AnswerSource::Load);

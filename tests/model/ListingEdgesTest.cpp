@@ -1,0 +1,147 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <type_traits>
+
+#include "model/QueryResultInternal.h"
+#include "tests/support/Fakes.h"
+
+namespace Ormek::Testing {
+namespace {
+
+using ::testing::ElementsAre;
+using Entry = std::shared_ptr<Item>;
+
+static_assert(!std::is_copy_assignable_v<QueryResultInternal>, "the filter never changes");
+
+class ListingEdgesTest : public ::testing::Test {
+  protected:
+    static std::shared_ptr<ObjectInternal> entry(unsigned long id) {
+        auto object = makeObject(id, 7, "e" + std::to_string(id));
+        object->idLoaded(true);
+        return object;
+    }
+
+    void deliver(std::uint32_t offset, std::uint32_t count, unsigned long total,
+                 const std::vector<Entry>& entries) {
+        result.addPage(offset, count);
+        result.totalCount(total);
+        result.addItems(offset, entries);
+    }
+
+    bool current(std::uint32_t offset, std::uint32_t count) const {
+        return result.isPageCurrent(folderFilter(7, offset, count));
+    }
+
+    static std::vector<unsigned long> ids(const std::vector<Entry>& entries) {
+        std::vector<unsigned long> all;
+        for (const Entry& one : entries) {
+            all.push_back(one->id());
+        }
+        return all;
+    }
+
+    QueryResultInternal result{folderFilter(7)};
+};
+
+TEST_F(ListingEdgesTest, AdditionThatTheTotalCountsIsShownInItsOwnPageOnly) {
+    deliver(0, 2, 10, {entry(1), entry(2)});
+    const auto known = entry(5);
+    result.addItem(known, false);
+    deliver(8, 2, 10, {entry(9), entry(10)});
+    EXPECT_THAT(ids(result.page(8, 2)), ElementsAre(9, 10));
+    deliver(4, 2, 10, {known, entry(6)});
+    EXPECT_THAT(ids(result.page(4, 2)), ElementsAre(5, 6));
+}
+
+TEST_F(ListingEdgesTest, AdditionThatGotTheIdOfADeliveredEntryIsNotThereTwice) {
+    deliver(0, 10, 1, {entry(1)});
+    const auto local = makeObject(99, 7, "new");
+    result.addItem(local, false);
+    deliver(0, 10, 2, {entry(1), entry(10)});
+    local->id(10);
+    local->idLoaded(true);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 10));
+    EXPECT_THAT(ids(result.page(0, 10)), ElementsAre(1, 10));
+    EXPECT_EQ(result.count(), 2U);
+}
+
+TEST_F(ListingEdgesTest, SecondHalfOfAPageFindsItAsLongAsTheFirst) {
+    result.addPage(0, 5);
+    result.totalCount(5);
+    const auto folder = [](unsigned long id) { return makeContainer(id, 7, "f"); };
+    result.addItems(0, {folder(1), folder(2), folder(3)}, PagePart::Folders);
+    result.addItems(0, {entry(4), entry(5)}, PagePart::Documents);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 3, 4, 5));
+}
+
+TEST_F(ListingEdgesTest, TotalThatABlockedEntryContradictsIsNotBelieved) {
+    std::vector<Entry> five;
+    for (unsigned long id = 1; id <= 5; ++id) {
+        five.push_back(entry(id));
+    }
+    deliver(0, 2, 5, {five[0], five[1]});
+    deliver(2, 3, 5, {five[2], five[3], five[4]});
+    deliver(0, 2, 2, {five[0], five[1], five[3]});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 3, 4, 5));
+}
+
+TEST_F(ListingEdgesTest, RemovedAdditionThatWasCountedExplainsTheTotal) {
+    const auto one = entry(1);
+    deliver(0, 1, 2, {one});
+    deliver(1, 1, 2, {entry(2)});
+    const auto added = entry(3);
+    result.addItem(added, false);
+    deliver(0, 1, 3, {one});
+    result.removeItem(3);
+    deliver(0, 1, 2, {one});
+    EXPECT_TRUE(current(1, 1));
+}
+
+TEST_F(ListingEdgesTest, EvictedEntryComesBackToWhereItsPlaceHasMoved) {
+    std::vector<Entry> all;
+    for (unsigned long id = 1; id <= 6; ++id) {
+        all.push_back(entry(id));
+    }
+    deliver(0, 6, 6, all);
+    const auto namesake = makeObject(50, 7, "e6");
+    result.addPage(0, 1);
+    result.totalCount(6);
+    ASSERT_TRUE(result.removeItemByName(namesake));
+    result.addItem(namesake, true);
+    result.removeItem(3);
+    result.addItems(0, {namesake});
+    EXPECT_THAT(ids(result.items()), ElementsAre(50, 2, 4, 5, 6));
+}
+
+TEST_F(ListingEdgesTest, PageThatWasAnnouncedButNotDeliveredIsNotCurrent) {
+    result.addPage(0, 10);
+    result.totalCount(0);
+    EXPECT_FALSE(current(0, 10));
+    result.addItems(0, {});
+    EXPECT_TRUE(current(0, 10));
+}
+
+TEST_F(ListingEdgesTest, PageOverAFarGapIsPlacedAtOnce) {
+    deliver(2'000'000'000, 1, 4'000'000'000, {entry(1)});
+    deliver(0, 4'000'000'000, 4'000'000'000, {entry(2)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(2));
+}
+
+TEST_F(ListingEdgesTest, ReplacingEveryEntryFromTheEndKeepsThemInPlace) {
+    std::vector<Entry> all;
+    std::vector<unsigned long> expected;
+    for (unsigned long id = 1; id <= 5000; ++id) {
+        all.push_back(entry(id));
+        expected.push_back(id);
+    }
+    deliver(0, 5000, 5000, all);
+    for (auto one = all.rbegin(); one != all.rend(); ++one) {
+        result.addItem(*one, result.removeItemByName(*one));
+    }
+    EXPECT_EQ(ids(result.items()), expected);
+    EXPECT_TRUE(current(0, 5000));
+}
+
+}  // namespace
+}  // namespace Ormek::Testing

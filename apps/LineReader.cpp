@@ -37,8 +37,6 @@ struct TerminalLineReader::Editor {
         ::el_set(lines.get(), EL_HIST, ::history, history.get());
         ::el_set(lines.get(), EL_BIND, "^R", "em-inc-search-prev", nullptr);
         ::el_source(lines.get(), nullptr);
-        // As a key, Ctrl-C cannot arrive while nobody waits for it, nor in another thread.
-        ::el_set(lines.get(), EL_SETTY, "-d", "intr=", nullptr);
         ::el_set(lines.get(), EL_BIND, "^C", "em-kill-line", nullptr);
     }
 
@@ -66,13 +64,17 @@ TerminalLineReader::~TerminalLineReader() = default;
 
 std::optional<std::string> TerminalLineReader::next(const std::string& prompt) {
     _editor->prompt = prompt;
-    // Before the prompt is shown, so that whoever sees it finds the keys bound. What was pressed
-    // earlier was meant for the command that is over.
-    ::el_set(_editor->lines.get(), EL_PREP_TERM, 1);
-    errno = 0;
+    EditLine* lines = _editor->lines.get();
+    // Before the prompt is shown, so that whoever sees it finds the keys bound. As a key, Ctrl-C
+    // cannot arrive while nobody waits for it, nor in another thread; the terminal's own mode has
+    // to be the editor's for this to last.
+    ::el_set(lines, EL_PREP_TERM, 1);
+    ::el_set(lines, EL_SETTY, "-d", "intr=", nullptr);
+    // What was pressed earlier was meant for the command that is over.
     Interrupt::take();
     int length = 0;
-    const char* typed = ::el_gets(_editor->lines.get(), &length);
+    errno = 0;
+    const char* typed = ::el_gets(lines, &length);
     if (typed == nullptr || length <= 0) {
         const bool interrupted = length < 0 && errno == EINTR;
         std::fputc('\n', _editor->output);

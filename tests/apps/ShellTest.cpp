@@ -89,7 +89,7 @@ TEST_F(ShellTest, NoEntryIsMissedWhenOneBeforeItLeavesBetweenTwoPages) {
     addDocuments(10, {"a", "b", "c", "d", "e"});
     service.afterLoad = [&](std::size_t loads) {
         if (loads == 1) {
-            service.remove(10);
+            service.drop(10);
         }
     };
     EXPECT_TRUE(run("ls -1 --all --count 2\n"));

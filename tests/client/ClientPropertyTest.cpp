@@ -124,7 +124,7 @@ class World {
     void remove(unsigned long number) {
         const auto found = _entries.find(nameOf(number));
         if (found != _entries.end()) {
-            service.remove(found->second);
+            service.drop(found->second);
             _entries.erase(found);
         }
     }

@@ -156,7 +156,7 @@ TEST_F(ClientTest, SameEntryIsTheSameObjectInEveryListing) {
 TEST_F(ClientTest, ReloadShowsWhatChangedWithoutDoubling) {
     addDocuments(20, {"a", "b", "c"});
     const Answer before = list(Root);
-    service.remove(21);
+    service.drop(21);
     service.addDocument(30, Root, "d");
     service.editDocument(20, [](Nimra::Document& document) { document.length = 77; });
 
@@ -399,7 +399,7 @@ TEST_F(ClientTest, EntryThatAReloadShowedToBeGoneIsNotFound) {
     service.addFolder(10, Root, "a");
     service.addDocument(20, 10, "x");
     find("a/x");
-    service.remove(20);
+    service.drop(20);
     list(10);
     EXPECT_EQ(find("a/x").error->reason(), Nimra::Reason::NotFound);
 }
@@ -410,7 +410,7 @@ TEST_F(ClientTest, ReloadedPathAsksTheServiceForItsLastPart) {
     list(10);
     find("a/x");
     list(10);
-    service.remove(20);
+    service.drop(20);
     EXPECT_EQ(find("a/x").source, AnswerSource::Memory);
 
     const Answer gone = answerTo(client().find("a/x", Freshness::Reload));

@@ -43,7 +43,7 @@ class ScriptedService : public Nimra::StorageService {
         tag.setKeyValue(key, {value, false});
         _tags.push_back(tag);
     }
-    void remove(unsigned long id) {
+    void drop(unsigned long id) {
         const std::lock_guard lock(_mutex);
         const auto hasId = [id](const auto& record) { return record.id == id; };
         std::erase_if(_folders, hasId);

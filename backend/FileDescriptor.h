@@ -22,6 +22,8 @@ class FileDescriptor {
     }
 
     int get() const { return _fd; }
+    /// Gives the descriptor away; whoever takes it closes it.
+    int release() { return std::exchange(_fd, -1); }
     explicit operator bool() const { return _fd >= 0; }
 
   private:

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gio/gio.h>
-#include <linux/limits.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "backend/EntryName.h"
 #include "backend/SystemError.h"
 
 namespace Nimra {
@@ -76,26 +76,12 @@ void refuseUnsupported(const ItemFilter& filter) {
     }
 }
 
-void checkName(const std::string& name) {
-    if (name.size() > NAME_MAX) {
-        refuse("a name of " + std::to_string(name.size()) + " bytes is too long for an entry");
-    }
-    if (name.empty() || name == "." || name == ".." ||
-        name.find_first_of(std::string_view("/\0", 2)) != std::string::npos) {
-        refuse(quotedName(name) + " is not a name that an entry can have");
-    }
-}
-
 Listing listingOf(const ItemFilter& filter) {
     return {.folders = filter.dataType != Documents,
             .documents = filter.dataType != Folders,
             .query = filter.query,
             .order = {.ascending = filter.ascending,
                       .foldersFirst = filter.containerFirst && filter.dataType != Tags}};
-}
-
-EntryKind kindOf(const struct statx& status) {
-    return S_ISDIR(status.stx_mode) ? EntryKind::Folder : EntryKind::Document;
 }
 
 /// Whether nothing can be told about an entry that is there: its folder may be read but not
@@ -127,6 +113,8 @@ std::string guessedType(std::string_view name) {
 
 std::string mimeType(std::string_view name, const struct statx& status) {
     switch (status.stx_mode & S_IFMT) {
+        case S_IFDIR:
+            return "inode/directory";
         case S_IFLNK:
             return "inode/symlink";
         case S_IFIFO:
@@ -187,7 +175,10 @@ unsigned long FolderService::folderOf(const ItemFilter& filter) const {
     if (filter.dataId.size() != 1) {
         refuse("a listing is of one folder, not of " + std::to_string(filter.dataId.size()));
     }
-    const unsigned long id = filter.dataId.front();
+    return knownFolder(filter.dataId.front());
+}
+
+unsigned long FolderService::knownFolder(unsigned long id) const {
     const NodeTable::Node* node = _nodes.find(id);
     if (!node) {
         throw ServiceError(Reason::NotFound, "there is no folder with id " + std::to_string(id));
@@ -290,6 +281,9 @@ bool FolderService::fillTags(Page& page, const OpenFolder& folder, unsigned long
 Page FolderService::lookUp(unsigned long folderId, const ItemFilter& filter) {
     const std::string& name = filter.path;
     checkName(name);
+    if (isTemporaryName(name)) {
+        return {};
+    }
     const OpenFolder folder = open(folderId, OpenFolder::Purpose::LookingUp);
     struct statx status {};
     const int error = folder.status(name.c_str(), status);

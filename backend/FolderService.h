@@ -12,6 +12,7 @@
 #include "backend/FolderSnapshot.h"
 #include "backend/NodeTable.h"
 #include "backend/OpenFolder.h"
+#include "backend/SessionTable.h"
 #include "backend/StorageService.h"
 
 namespace Nimra {
@@ -21,11 +22,12 @@ namespace Nimra {
 /// It owns a descriptor of that folder and never leaves it: every folder below is opened from that
 /// descriptor without following symbolic links, which are listed as documents. What others do to
 /// the tree meanwhile shows in the next answer. One call at a time, from any thread; a worker's is
-/// the usual one.
+/// the usual one. Only `releaseSession()` may be called beside another call.
 ///
 /// Ids: the root has 1. An entry gets the next number when it is first delivered and keeps it,
 /// while this service lives, until it was seen to be gone from its folder or to have turned from a
-/// folder into something else or back. No number is given twice.
+/// folder into something else or back. No number is given twice. Renamed or moved by this service,
+/// it keeps its id, as does everything below it; removed by it, it loses it at once.
 ///
 /// Records: times are milliseconds since the epoch, 0 for unknown (`created`, on file systems that
 /// do not keep it) or earlier ones. `length` is 0 for all but regular files. Access levels, a
@@ -33,6 +35,14 @@ namespace Nimra {
 /// user and groups at the service's construction and the mode bits, 1 for the rest, and 0 where the
 /// system will not tell anything about an entry but its name. A document's key values are its
 /// extended attributes in the user. namespace, without that prefix, the flag false.
+///
+/// Actions: what they concern is known by its id alone; the folder and the name that a record says
+/// it has now are not looked at. Nothing that stands anywhere is ever overwritten, also not by an
+/// action of somebody else at the same moment: a taken name fails with Reason::Exists. A full disk
+/// fails with Reason::NoSpace and keeps what it had. Names ".ormek-<32 hexadecimal digits>.part"
+/// are kept for files that are being written, on file systems where these must have a name (see
+/// FileWriter.h); they are neither listed nor given, and what a killed process left of them does
+/// not keep a folder from being removed.
 class FolderService : public StorageService {
   public:
     /// `userId` becomes the owner of all entries. Throws ServiceError when the folder cannot be
@@ -50,6 +60,29 @@ class FolderService : public StorageService {
 
     Folder root() override;
 
+    /// The document appears whole, with its key values as attributes, or not at all, also when the
+    /// process is killed. Reads the content in pieces of one size, with progress after each. The
+    /// owner, the type and everything else that a record can say is the file system's to tell.
+    Document create(const Document& document, ContentSource* content,
+                    const Progress& progress) override;
+    /// Refused for the root, into the entry itself or what lies below it, and across a mount.
+    Document move(const Document& document) override;
+    /// Refused for the root and for a folder that is not empty. A symbolic link is removed itself.
+    void remove(const Document& document) override;
+    Document rename(const Document& document) override;
+    /// Only for regular files.
+    OpenedDocument openStreams(const Document& document) override;
+    /// The key values become all the user attributes that the entry has. The length and the type
+    /// stay what the content and the name make them. Refused where the file system keeps no
+    /// attributes.
+    Document saveMetaData(const Document& document) override;
+    /// For everything but folders. A session keeps other sessions away, not actions; it ends with
+    /// its document.
+    DocumentSession openSession(unsigned long folderId, unsigned long documentId,
+                                unsigned long userId) override;
+    void releaseSession(const DocumentSession& session) override;
+    Folder makeFolder(const Folder& folder) override;
+
     /// How often the names in a folder were read so far. Paging through a folder that does not
     /// change reads it once, as long as not too many others are listed in between.
     unsigned long foldersRead() const { return _foldersRead; }
@@ -65,7 +98,25 @@ class FolderService : public StorageService {
         int accessLevel(const struct statx& status) const;
     };
 
+    /// An entry that an action is about, and its folder held open.
+    struct Entry {
+        unsigned long id;
+        unsigned long parentId;
+        std::string name;
+        struct statx status;
+        OpenFolder folder;
+
+        std::string text() const { return folder.text(name); }
+    };
+
     unsigned long folderOf(const ItemFilter& filter) const;
+    unsigned long knownFolder(unsigned long id) const;
+    Entry entryOf(unsigned long id);
+    Document relocate(const Entry& entry, const OpenFolder& folder, unsigned long folderId,
+                      const std::string& name);
+    void removeFolder(const Entry& entry);
+    Document recordOf(unsigned long id, unsigned long folderId, const OpenFolder& folder,
+                      const std::string& name) const;
     OpenFolder open(unsigned long folderId, OpenFolder::Purpose purpose);
     FolderSnapshot& snapshotOf(unsigned long folderId, const OpenFolder& folder);
     void dropSnapshot(unsigned long folderId);
@@ -99,6 +150,7 @@ class FolderService : public StorageService {
     unsigned long _userId;
     Identity _identity;
     NodeTable _nodes;
+    SessionTable _sessions;
     std::list<Snapshot> _snapshots;  ///< The one used last in front.
     unsigned long _foldersRead = 0;
 };

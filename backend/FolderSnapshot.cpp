@@ -8,6 +8,7 @@
 #include <cstring>
 #include <utility>
 
+#include "backend/EntryName.h"
 #include "backend/SystemError.h"
 
 namespace Nimra {
@@ -98,7 +99,7 @@ void FolderSnapshot::read(const OpenFolder& folder) {
 }
 
 void FolderSnapshot::add(const OpenFolder& folder, const char* name, unsigned char type) {
-    if (isSelfOrParent(name)) {
+    if (isSelfOrParent(name) || isTemporaryName(name)) {
         return;
     }
     bool isFolder = type == DT_DIR;

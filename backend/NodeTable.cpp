@@ -54,12 +54,17 @@ NodeTable::Children* NodeTable::childrenOf(unsigned long id) {
     return found == _nodes.end() ? nullptr : found->second.children.get();
 }
 
-unsigned long NodeTable::idOf(unsigned long parentId, std::string_view name, EntryKind kind) {
-    Node& parent = _nodes.at(parentId);
-    if (!parent.children) {
-        parent.children = std::make_unique<Children>();
+NodeTable::Children& NodeTable::madeChildrenOf(unsigned long id) {
+    Node& node = _nodes.at(id);
+    if (!node.children) {
+        node.children = std::make_unique<Children>();
     }
-    if (const auto known = parent.children->find(name); known != parent.children->end()) {
+    return *node.children;
+}
+
+unsigned long NodeTable::idOf(unsigned long parentId, std::string_view name, EntryKind kind) {
+    Children& siblings = madeChildrenOf(parentId);
+    if (const auto known = siblings.find(name); known != siblings.end()) {
         if ((*known)->kind == kind) {
             return (*known)->id;
         }
@@ -69,12 +74,33 @@ unsigned long NodeTable::idOf(unsigned long parentId, std::string_view name, Ent
     const unsigned long id = ++_lastId;
     const auto added = _nodes.emplace(id, Node{id, parentId, std::string(name), kind, nullptr});
     try {
-        parent.children->insert(&added.first->second);
+        siblings.insert(&added.first->second);
     } catch (...) {
         _nodes.erase(added.first);
         throw;
     }
     return id;
+}
+
+void NodeTable::move(unsigned long id, unsigned long parentId, std::string name) {
+    Node& node = _nodes.at(id);
+    Children& from = *_nodes.at(node.parentId).children;
+    Children& to = madeChildrenOf(parentId);
+    // From here on nothing needs memory.
+    to.reserve(to.size() + 1);
+    auto own = from.extract(&node);
+    // Taken out first: what is known about the namesake may be so old that this lies below it.
+    forget(parentId, name);
+    node.parentId = parentId;
+    node.name = std::move(name);
+    to.insert(std::move(own));
+}
+
+bool NodeTable::isWithin(unsigned long id, unsigned long folderId) const {
+    while (id != folderId && id != RootId) {
+        id = find(id)->parentId;
+    }
+    return id == folderId;
 }
 
 void NodeTable::forget(unsigned long id) {

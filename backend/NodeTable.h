@@ -44,6 +44,13 @@ class NodeTable {
     /// parent must be a known folder.
     unsigned long idOf(unsigned long parentId, std::string_view name, EntryKind kind);
 
+    /// Puts a known entry into another known folder, or under another name, or both; it and what
+    /// lies below it keep their ids. A namesake there is forgotten. The folder must not lie below
+    /// the entry.
+    void move(unsigned long id, unsigned long parentId, std::string name);
+    /// Whether an entry is that folder or lies below it. Both must be known.
+    bool isWithin(unsigned long id, unsigned long folderId) const;
+
     /// Forgets an entry and what lies below it. Does nothing for the root or an unknown id.
     void forget(unsigned long id);
     /// The same for the entry of that name in a folder.
@@ -66,6 +73,7 @@ class NodeTable {
     };
 
     Children* childrenOf(unsigned long id);
+    Children& madeChildrenOf(unsigned long id);
     void release(Node& node);
 
     // Nodes stay where they are, so the tables of children can point to them.

@@ -82,6 +82,10 @@ struct AttributeNames {
 
 }  // namespace
 
+EntryKind kindOf(const struct statx& status) {
+    return S_ISDIR(status.stx_mode) ? EntryKind::Folder : EntryKind::Document;
+}
+
 bool isGone(int error) { return reasonOf(error) == Reason::NotFound; }
 
 OpenFolder::OpenFolder(const FileDescriptor& root, std::string path, Purpose purpose)

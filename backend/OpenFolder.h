@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "backend/FileDescriptor.h"
+#include "backend/FolderEntry.h"
 #include "service/KeyValues.h"
 
 namespace Nimra {
@@ -48,6 +49,9 @@ class OpenFolder {
     std::string _path;
     FileDescriptor _fd;
 };
+
+/// The kind of an entry of this status.
+EntryKind kindOf(const struct statx& status);
 
 /// Whether this error of looking at an entry says that it is not there.
 bool isGone(int error);

@@ -8,4 +8,8 @@ Folder StorageService::root() {
     throw ServiceError(Reason::Refused, "this service does not tell its root folder");
 }
 
+Folder StorageService::makeFolder(const Folder&) {
+    throw ServiceError(Reason::Refused, "this service does not make folders");
+}
+
 }  // namespace Nimra

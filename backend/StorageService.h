@@ -19,6 +19,10 @@ class StorageService : public DocumentServiceNetwork {
     /// The folder in which everything else lies. Throws ServiceError when it cannot be told; what
     /// is not overridden refuses.
     virtual Folder root();
+
+    /// Makes a folder of that name in the folder `parentId`, under an id of the server's own, and
+    /// returns it as the server has it now. Throws ServiceError; what is not overridden refuses.
+    virtual Folder makeFolder(const Folder& folder);
 };
 
 }  // namespace Nimra

@@ -4,15 +4,20 @@
 #include <sys/eventfd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdint>
 #include <new>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "backend/SystemError.h"
 #include "service/DataLoaderOperation.h"
 #include "service/DataService.h"
+#include "service/DocumentService.h"
 #include "service/FileOperation.h"
 #include "service/ItemEventProtocol.h"
 
@@ -48,19 +53,51 @@ class SignalsBlocked {
     sigset_t _before{};
 };
 
-Page execute(const Operation& operation) {
-    if (const auto* load = dynamic_cast<const DataLoaderOperation*>(&operation)) {
-        if (!load->service()) {
-            throw ServiceError(Reason::Refused, "there is no service for this listing");
-        }
-        return load->service()->load(load->filter());
+/// What the numbers of document operations stand for.
+enum Kind : unsigned {
+    Create = 2,
+    Move = 4,
+    Remove = 5,
+    Rename = 6,
+    Streams = 10,
+    SaveMetaData = 13,
+};
+
+/// Takes `prefix` off the front of the text; false when it does not start with it.
+bool skip(std::string_view& text, std::string_view prefix) {
+    const bool found = text.starts_with(prefix);
+    text.remove_prefix(found ? prefix.size() : 0);
+    return found;
+}
+
+/// The same for a number in plain decimal.
+std::optional<unsigned long> skipNumber(std::string_view& text) {
+    unsigned long number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || !skip(text, std::to_string(number))) {
+        return std::nullopt;
     }
-    if (const auto* file = dynamic_cast<const FileOperation*>(&operation)) {
-        throw ServiceError(
-            Reason::Refused,
-            "document operations of kind " + std::to_string(file->kind()) + " are not supported");
+    return number;
+}
+
+struct SessionRequest {
+    unsigned long folderId;
+    unsigned long documentId;
+};
+
+std::optional<SessionRequest> sessionRequest(std::string_view url) {
+    if (!skip(url, "/v1/documents/")) {
+        return std::nullopt;
     }
-    throw ServiceError(Reason::Refused, "operations of this kind are not supported");
+    const auto folderId = skipNumber(url);
+    if (!folderId || !skip(url, "/")) {
+        return std::nullopt;
+    }
+    const auto documentId = skipNumber(url);
+    if (!documentId || url != "/session") {
+        return std::nullopt;
+    }
+    return SessionRequest{*folderId, *documentId};
 }
 
 ItemEventProtocol* protocolOf(const Operation& operation) {
@@ -69,6 +106,15 @@ ItemEventProtocol* protocolOf(const Operation& operation) {
     }
     const auto* file = dynamic_cast<const FileOperation*>(&operation);
     return file ? file->protocol() : nullptr;
+}
+
+const FileOperation* asCreation(const Operation& operation) {
+    const auto* file = dynamic_cast<const FileOperation*>(&operation);
+    return file && file->kind() == Create ? file : nullptr;
+}
+
+std::exception_ptr failure(Reason reason, const std::string& text) {
+    return std::make_exception_ptr(ServiceError(reason, text));
 }
 
 ServiceError asServiceError(const std::exception_ptr& error) {
@@ -89,8 +135,8 @@ ServiceError asServiceError(const std::exception_ptr& error) {
 
 Worker::Worker()
     : _event(makeEvent()),
-      _shutDown(std::make_exception_ptr(ServiceError(
-          Reason::NotReachable, "the service was shut down before this was started"))) {
+      _shutDown(failure(Reason::NotReachable, "the service was shut down before this was started")),
+      _cancelled(failure(Reason::Refused, "cancelled before it was started")) {
     const SignalsBlocked duringStart;
     _thread = std::thread([this] { run(); });
 }
@@ -121,6 +167,27 @@ void Worker::takeOver(OperationHandler& other) {
     while (auto operation = other.take()) {
         queueOperation(operation.release());
     }
+}
+
+void Worker::setContent(unsigned long documentId, std::unique_ptr<ContentSource> content) {
+    // What it replaces is destroyed outside the lock.
+    const std::lock_guard lock(_mutex);
+    if (content) {
+        _contents[documentId].swap(content);
+    } else if (const auto known = _contents.find(documentId); known != _contents.end()) {
+        content = std::move(known->second);
+        _contents.erase(known);
+    }
+}
+
+bool Worker::cancel(unsigned long operationId) {
+    const std::lock_guard lock(_mutex);
+    std::unique_ptr<Operation> operation = take(operationId);
+    if (!operation) {
+        return false;
+    }
+    abandon(std::move(operation), _cancelled);
+    return true;
 }
 
 unsigned long Worker::finishedCount() const {
@@ -159,14 +226,69 @@ void Worker::run() {
         // Only the pointer to the exception is kept: nothing here can throw, and the answer's text
         // is made where it is collected.
         try {
-            job.front().page = execute(*job.front().operation);
+            job.front().answer = execute(job.front());
         } catch (...) {
             job.front().error = std::current_exception();
         }
         const std::lock_guard lock(_mutex);
         _running = false;
+        job.front().progress = std::exchange(_progress, {});
         finish(job);
     }
+}
+
+Worker::Answer Worker::execute(Job& job) {
+    if (const auto* file = dynamic_cast<const FileOperation*>(job.operation.get())) {
+        return executeFile(*file, job.content.get());
+    }
+    const auto* load = dynamic_cast<const DataLoaderOperation*>(job.operation.get());
+    if (!load) {
+        throw ServiceError(Reason::Refused, "operations of this kind are not supported");
+    }
+    if (!load->service()) {
+        throw ServiceError(Reason::Refused, "there is no service for this listing");
+    }
+    if (auto* documents = dynamic_cast<DocumentService*>(load->service())) {
+        if (const auto request = sessionRequest(load->filter().url)) {
+            return documents->openSession(request->folderId, request->documentId,
+                                          load->filter().userId);
+        }
+    }
+    return load->service()->load(load->filter());
+}
+
+Worker::Answer Worker::executeFile(const FileOperation& operation, ContentSource* content) {
+    const std::string kind = "document operations of kind " + std::to_string(operation.kind());
+    DocumentService* service = operation.service();
+    if (!service) {
+        throw ServiceError(Reason::Refused, "there is no service for " + kind);
+    }
+    const Document& document = operation.document();
+    switch (operation.kind()) {
+        case Create:
+            return service->create(document, content, [&](unsigned long done, unsigned long total) {
+                noteProgress(operation, done, total);
+            });
+        case Move:
+            return service->move(document);
+        case Remove:
+            service->remove(document);
+            return {};
+        case Rename:
+            return service->rename(document);
+        case Streams:
+            return service->openStreams(document);
+        case SaveMetaData:
+            return service->saveMetaData(document);
+        default:
+            throw ServiceError(Reason::Refused, kind + " are not supported");
+    }
+}
+
+void Worker::noteProgress(const FileOperation& operation, unsigned long done, unsigned long total) {
+    const std::lock_guard lock(_mutex);
+    _progress = {true, operation.id(), operation.protocol(), done, total};
+    updateEvent();
 }
 
 /// Waits for an operation and puts it into `job`; false when the worker is to stop.
@@ -174,8 +296,7 @@ bool Worker::startNext(Jobs& job) {
     std::unique_lock lock(_mutex);
     while (!_stopping) {
         if (auto operation = take()) {
-            job.splice(job.end(), _spare, _spare.begin());
-            job.front().operation = std::move(operation);
+            job = jobFor(std::move(operation));
             _running = true;
             return true;
         }
@@ -184,41 +305,83 @@ bool Worker::startNext(Jobs& job) {
     return false;
 }
 
+/// Under the lock: the job, alone in its list, of an operation that has left the queue.
+Worker::Jobs Worker::jobFor(std::unique_ptr<Operation> operation) {
+    Jobs job;
+    job.splice(job.end(), _spare, _spare.begin());
+    if (const FileOperation* creation = asCreation(*operation)) {
+        if (const auto known = _contents.find(creation->document().id); known != _contents.end()) {
+            job.front().content = std::move(known->second);
+            _contents.erase(known);
+        }
+    }
+    job.front().operation = std::move(operation);
+    return job;
+}
+
 /// Under the lock: makes the answer available.
 void Worker::finish(Jobs& job) {
-    if (_finished.empty()) {
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const auto written = ::write(_event.get(), &one, sizeof one);
-    }
     _finished.splice(_finished.end(), job);
     ++_finishedCount;
+    updateEvent();
     _done.notify_all();
+}
+
+/// Under the lock: makes an operation that has left the queue a failed answer.
+void Worker::abandon(std::unique_ptr<Operation> operation, const std::exception_ptr& why) {
+    Jobs job = jobFor(std::move(operation));
+    job.front().error = why;
+    finish(job);
 }
 
 /// Under the lock: turns what is queued into failed answers.
 void Worker::abandonQueued() {
     while (auto operation = take()) {
-        Jobs job;
-        job.splice(job.end(), _spare, _spare.begin());
-        job.front().operation = std::move(operation);
-        job.front().error = _shutDown;
-        finish(job);
+        abandon(std::move(operation), _shutDown);
     }
+}
+
+/// Under the lock, after each change of what can be collected.
+void Worker::updateEvent() {
+    const bool waiting = !_finished.empty() || _progress.untold;
+    if (waiting == _eventSet) {
+        return;
+    }
+    std::uint64_t count = 1;
+    if (waiting) {
+        [[maybe_unused]] const auto written = ::write(_event.get(), &count, sizeof count);
+    } else {
+        [[maybe_unused]] const auto read = ::read(_event.get(), &count, sizeof count);
+    }
+    _eventSet = waiting;
+}
+
+/// The untold progress of the answer that is first in turn, or of the running operation.
+Worker::Progress Worker::takeProgress(bool ofFinished) {
+    const std::lock_guard lock(_mutex);
+    if (ofFinished) {
+        return _finished.empty() ? Progress() : std::exchange(_finished.front().progress, {});
+    }
+    const Progress progress = std::exchange(_progress, {});
+    updateEvent();
+    return progress;
 }
 
 /// The answer that is first in turn, alone in its list; an empty list when there is none.
 Worker::Jobs Worker::takeFinished() {
     Jobs job;
     const std::lock_guard lock(_mutex);
-    if (_finished.empty()) {
-        return job;
-    }
-    job.splice(job.end(), _finished, _finished.begin());
-    if (_finished.empty()) {
-        std::uint64_t count = 0;
-        [[maybe_unused]] const auto read = ::read(_event.get(), &count, sizeof count);
+    if (!_finished.empty()) {
+        job.splice(job.end(), _finished, _finished.begin());
+        updateEvent();
     }
     return job;
+}
+
+void Worker::report(const Progress& progress) {
+    if (progress.untold && progress.protocol) {
+        progress.protocol->progress(progress.operationId, progress.done, progress.total);
+    }
 }
 
 /// Tells the operation's protocol how it ended.
@@ -227,11 +390,21 @@ void Worker::report(Job& job) {
     if (!protocol) {
         return;
     }
-    const unsigned long id = job.operation->id();
+    const Operation& operation = *job.operation;
+    const unsigned long id = operation.id();
     if (job.error) {
         protocol->failed(id, asServiceError(job.error));
-    } else if (const auto* load = dynamic_cast<const DataLoaderOperation*>(job.operation.get())) {
-        protocol->pageLoaded(id, load->filter(), job.page);
+    } else if (auto* page = std::get_if<Page>(&job.answer)) {
+        protocol->pageLoaded(id, dynamic_cast<const DataLoaderOperation&>(operation).filter(),
+                             *page);
+    } else if (const auto* document = std::get_if<Document>(&job.answer)) {
+        protocol->finished(id, *document);
+    } else if (auto* opened = std::get_if<OpenedDocument>(&job.answer)) {
+        protocol->streamsOpened(id, opened->document, std::move(opened->stream));
+    } else if (const auto* session = std::get_if<DocumentSession>(&job.answer)) {
+        protocol->sessionOpened(id, *session);
+    } else {
+        protocol->finished(id, dynamic_cast<const FileOperation&>(operation).document());
     }
 }
 
@@ -242,6 +415,7 @@ unsigned long Worker::collect() {
     }();
     unsigned long collected = 0;
     while (collected < finished) {
+        report(takeProgress(true));
         Jobs job = takeFinished();
         if (job.empty()) {
             break;
@@ -249,6 +423,7 @@ unsigned long Worker::collect() {
         ++collected;
         report(job.front());
     }
+    report(takeProgress(false));
     return collected;
 }
 

@@ -7,14 +7,25 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <unordered_map>
+#include <variant>
 
 #include "backend/FileDescriptor.h"
+#include "service/ContentSource.h"
+#include "service/Document.h"
+#include "service/DocumentSession.h"
+#include "service/DocumentStream.h"
 #include "service/OperationHandler.h"
 #include "service/Page.h"
 
 namespace Nimra {
 
-/// Executes operations on a thread of its own, one after the other, in the order they were queued.
+class FileOperation;
+class ItemEventProtocol;
+
+/// Executes operations on a thread of its own, one after the other, in the order they were queued:
+/// pages of listings, what a user does to a document, and sessions, which are asked for as a
+/// listing of a document service by the url "/v1/documents/<folder>/<document>/session".
 ///
 /// A finished operation waits, together with its answer, until `collect()` hands the answer to the
 /// operation's protocol on the caller's thread and destroys the operation there. The worker never
@@ -37,17 +48,27 @@ class Worker : public OperationHandler {
     /// and keep the order, call it before this worker takes the other's name.
     void takeOver(OperationHandler& other);
 
+    /// What the creation of the document with this id (the local one, which the operation has)
+    /// uploads; null takes it back. To be called before the operation is queued; without a source
+    /// the document is empty. It serves one operation, and is destroyed with it.
+    void setContent(unsigned long documentId, std::unique_ptr<ContentSource> content);
+    /// Takes an operation that has not started out of the queue and makes it a failed answer. False
+    /// when it has started or is not here.
+    bool cancel(unsigned long operationId);
+
     /// Reports the operations that have finished by now, in order, each to its protocol (which may
-    /// be null), outside any lock, and returns how many. A protocol may queue further operations
-    /// and may collect. When one throws, its answer counts as reported, the exception passes, and
-    /// the others wait for the next call.
+    /// be null), outside any lock, and returns how many. Progress is reported too, before its
+    /// operation's outcome, the latest alone; it does not count. A protocol may queue further
+    /// operations and may collect. When one throws, its answer counts as reported, the exception
+    /// passes, and the others wait for the next call.
     unsigned long collect();
 
     /// Number of operations that have finished so far, collected or not.
     unsigned long finishedCount() const;
     /// Waits until more than `seen` operations have finished; false when the deadline came first.
     bool waitForFinished(unsigned long seen, std::chrono::steady_clock::time_point deadline) const;
-    /// A descriptor that polls readable while answers wait to be collected. Only to be polled.
+    /// A descriptor that polls readable while answers or progress wait to be collected. Only to be
+    /// polled.
     int fd() const { return _event.get(); }
     /// Number of operations that are queued or running.
     unsigned long pending() const;
@@ -57,29 +78,56 @@ class Worker : public OperationHandler {
     void stop();
 
   private:
+    /// What a service has answered; nothing for a removal.
+    using Answer = std::variant<std::monostate, Page, Document, OpenedDocument, DocumentSession>;
+    using Contents = std::unordered_map<unsigned long, std::unique_ptr<ContentSource>>;
+
+    /// How far an operation is, as far as that was not told yet.
+    struct Progress {
+        bool untold = false;
+        unsigned long operationId = 0;
+        ItemEventProtocol* protocol = nullptr;
+        unsigned long done = 0;
+        unsigned long total = 0;
+    };
+
     /// An operation and, once it has finished, its answer.
     struct Job {
         std::unique_ptr<Operation> operation;
-        Page page;
+        std::unique_ptr<ContentSource> content;
+        Progress progress;
+        Answer answer;
         std::exception_ptr error;
     };
     using Jobs = std::list<Job>;
 
     void run();
+    Answer execute(Job& job);
+    Answer executeFile(const FileOperation& operation, ContentSource* content);
+    void noteProgress(const FileOperation& operation, unsigned long done, unsigned long total);
     bool startNext(Jobs& job);
+    Jobs jobFor(std::unique_ptr<Operation> operation);
     void finish(Jobs& job);
+    void abandon(std::unique_ptr<Operation> operation, const std::exception_ptr& why);
     void abandonQueued();
+    void updateEvent();
+    Progress takeProgress(bool ofFinished);
     Jobs takeFinished();
+    static void report(const Progress& progress);
     static void report(Job& job);
 
-    FileDescriptor _event;  ///< An eventfd(2): non-zero while `_finished` is not empty.
+    FileDescriptor _event;  ///< An eventfd(2): non-zero while something can be collected.
     const std::exception_ptr _shutDown;
+    const std::exception_ptr _cancelled;
 
     mutable std::mutex _mutex;
     std::condition_variable _wake;
     mutable std::condition_variable _done;
     Jobs _spare;  ///< One empty job for each queued operation, so that the thread allocates none.
     Jobs _finished;
+    Contents _contents;  ///< By document, until their operations leave the queue.
+    Progress _progress;  ///< Of the running operation.
+    bool _eventSet = false;
     unsigned long _finishedCount = 0;
     bool _running = false;
     bool _stopping = false;

@@ -4,9 +4,17 @@ namespace Nimra {
 
 ItemEventProtocol::~ItemEventProtocol() = default;
 
-void ItemEventProtocol::pageLoaded(unsigned long /*operationId*/, const ItemFilter& /*filter*/,
-                                   Page& /*page*/) {}
+void ItemEventProtocol::pageLoaded(unsigned long, const ItemFilter&, Page&) {}
 
-void ItemEventProtocol::failed(unsigned long /*operationId*/, const ServiceError& /*error*/) {}
+void ItemEventProtocol::finished(unsigned long, const Document&) {}
+
+void ItemEventProtocol::streamsOpened(unsigned long, const Document&,
+                                      std::shared_ptr<DocumentStream>) {}
+
+void ItemEventProtocol::sessionOpened(unsigned long, const DocumentSession&) {}
+
+void ItemEventProtocol::failed(unsigned long, const ServiceError&) {}
+
+void ItemEventProtocol::progress(unsigned long, unsigned long, unsigned long) {}
 
 }  // namespace Nimra

@@ -60,4 +60,6 @@ std::vector<Operation*> OperationHandler::operations() const { return _queue.ope
 
 std::unique_ptr<Operation> OperationHandler::take() { return _queue.take(); }
 
+std::unique_ptr<Operation> OperationHandler::take(unsigned long id) { return _queue.take(id); }
+
 }  // namespace Nimra

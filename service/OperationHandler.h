@@ -35,6 +35,8 @@ class OperationHandler {
     std::vector<Operation*> operations() const;
     /// The operation that was queued first; empty when there is none.
     std::unique_ptr<Operation> take();
+    /// The operation of that id, from wherever it stands; empty when there is none.
+    std::unique_ptr<Operation> take(unsigned long id);
 
   private:
     OperationQueue _queue;

@@ -1,5 +1,6 @@
 #include "service/OperationQueue.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Nimra {
@@ -18,6 +19,18 @@ std::unique_ptr<Operation> OperationQueue::take() {
     std::unique_ptr<Operation> first = std::move(_operations.front());
     _operations.pop_front();
     return first;
+}
+
+std::unique_ptr<Operation> OperationQueue::take(unsigned long id) {
+    const std::lock_guard lock(_mutex);
+    const auto found = std::find_if(_operations.begin(), _operations.end(),
+                                    [id](const auto& queued) { return queued->id() == id; });
+    if (found == _operations.end()) {
+        return nullptr;
+    }
+    std::unique_ptr<Operation> taken = std::move(*found);
+    _operations.erase(found);
+    return taken;
 }
 
 unsigned long OperationQueue::size() const {

@@ -16,6 +16,8 @@ class OperationQueue {
     void push(Operation* operation);
     /// The operation that came first; empty when there is none.
     std::unique_ptr<Operation> take();
+    /// The operation of that id, from wherever it stands; empty when there is none.
+    std::unique_ptr<Operation> take(unsigned long id);
     unsigned long size() const;
     /// What is queued, in order, to look at; each is valid until it is taken.
     std::vector<Operation*> operations() const;

@@ -103,6 +103,51 @@ TEST_F(NodeTableTest, RetainsWhatIsPresentInTheSameKind) {
     EXPECT_EQ(nodes.size(), 1U);
 }
 
+TEST_F(NodeTableTest, AMovedEntryKeepsItsIdAndWhatLiesBelow) {
+    const auto from = folder(Root, "from");
+    const auto to = folder(Root, "to");
+    const auto moved = folder(from, "m");
+    const auto below = document(moved, "below");
+    nodes.move(moved, to, "n");
+    EXPECT_EQ(nodes.path(below), "to/n/below");
+    EXPECT_EQ(nodes.find(moved)->parentId, to);
+    EXPECT_EQ(folder(to, "n"), moved);
+    EXPECT_EQ(document(moved, "below"), below);
+    EXPECT_NE(folder(from, "m"), moved);
+    nodes.move(moved, to, "o");
+    EXPECT_EQ(nodes.path(below), "to/o/below");
+    nodes.move(moved, to, "o");
+    EXPECT_EQ(folder(to, "o"), moved);
+    nodes.forget(from);
+    EXPECT_TRUE(nodes.find(below));
+    nodes.forget(to);
+    EXPECT_FALSE(nodes.find(below));
+}
+
+TEST_F(NodeTableTest, AMoveForgetsTheNamesake) {
+    const auto to = folder(Root, "to");
+    const auto namesake = folder(to, "m");
+    const auto below = folder(namesake, "below");
+    const auto moved = document(below, "m");
+    nodes.move(moved, to, "m");
+    EXPECT_FALSE(nodes.find(namesake));
+    EXPECT_FALSE(nodes.find(below));
+    EXPECT_EQ(nodes.path(moved), "to/m");
+    EXPECT_EQ(nodes.size(), 3U);
+}
+
+TEST_F(NodeTableTest, ItTellsWhatLiesWithinAFolder) {
+    const auto f = folder(Root, "f");
+    const auto g = folder(f, "g");
+    const auto other = folder(Root, "other");
+    EXPECT_TRUE(nodes.isWithin(g, f));
+    EXPECT_TRUE(nodes.isWithin(f, f));
+    EXPECT_TRUE(nodes.isWithin(g, Root));
+    EXPECT_FALSE(nodes.isWithin(f, g));
+    EXPECT_FALSE(nodes.isWithin(other, f));
+    EXPECT_FALSE(nodes.isWithin(Root, f));
+}
+
 TEST_F(NodeTableTest, AVeryDeepTreeIsForgottenWithoutHarm) {
     unsigned long top = folder(Root, "d");
     unsigned long at = top;

@@ -1,0 +1,135 @@
+#include "backend/Attributes.h"
+
+#include <linux/limits.h>
+#include <sys/xattr.h>
+
+#include <array>
+#include <cerrno>
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "backend/SystemError.h"
+
+namespace Nimra {
+
+namespace {
+
+constexpr std::string_view UserNamespace = "user.";
+
+/// Full names and values.
+using Attributes = std::map<std::string, std::string>;
+
+ServiceError attributeError(int error, const std::string& what) {
+    if (error == ENOTSUP) {
+        return {Reason::Refused, what + ": its file system keeps no attributes"};
+    }
+    if (error == E2BIG || error == ERANGE || error == EINVAL) {
+        return {Reason::Refused, what + ": " + "its file system does not take it"};
+    }
+    return systemError(error, what);
+}
+
+/// An open entry by the name that proc(5) gives it: the calls that take a descriptor want one that
+/// is open for reading or writing.
+class AttributeHolder {
+  public:
+    AttributeHolder(int fd, std::string text)
+        : _path("/proc/self/fd/" + std::to_string(fd)), _text(std::move(text)) {}
+
+    Attributes read() const;
+    void set(const std::string& name, const std::string& value) const {
+        if (setxattr(_path.c_str(), name.c_str(), value.data(), value.size(), 0) != 0) {
+            throw attributeError(errno,
+                                 "cannot write the attribute " + quotedName(name) + " of " + _text);
+        }
+    }
+    void remove(const std::string& name) const {
+        if (removexattr(_path.c_str(), name.c_str()) != 0 && errno != ENODATA) {
+            throw attributeError(
+                errno, "cannot remove the attribute " + quotedName(name) + " of " + _text);
+        }
+    }
+    /// Turns what it has, `present`, into `wanted`.
+    void change(const Attributes& present, const Attributes& wanted) const;
+
+  private:
+    std::string _path;
+    std::string _text;
+};
+
+Attributes AttributeHolder::read() const {
+    std::array<char, XATTR_LIST_MAX> list;
+    const ssize_t size = listxattr(_path.c_str(), list.data(), list.size());
+    if (size < 0 && errno != ENOTSUP) {
+        throw attributeError(errno, "cannot list the attributes of " + _text);
+    }
+    std::string_view names(list.data(), size < 0 ? 0 : static_cast<std::size_t>(size));
+    std::vector<char> value(XATTR_SIZE_MAX);
+    Attributes found;
+    while (!names.empty()) {
+        const std::string name(names.substr(0, names.find('\0')));
+        names.remove_prefix(name.size() + 1);
+        if (!name.starts_with(UserNamespace)) {
+            continue;
+        }
+        const ssize_t length = getxattr(_path.c_str(), name.c_str(), value.data(), value.size());
+        if (length >= 0) {
+            found[name].assign(value.data(), static_cast<std::size_t>(length));
+        } else if (errno != ENODATA) {
+            throw attributeError(errno, "cannot read the attributes of " + _text);
+        }
+    }
+    return found;
+}
+
+/// Removes first: there may be room for the new ones only without the old.
+void AttributeHolder::change(const Attributes& present, const Attributes& wanted) const {
+    for (const auto& [name, value] : present) {
+        if (!wanted.contains(name)) {
+            remove(name);
+        }
+    }
+    for (const auto& [name, value] : wanted) {
+        const auto known = present.find(name);
+        if (known == present.end() || known->second != value) {
+            set(name, value);
+        }
+    }
+}
+
+void restore(const AttributeHolder& holder, const Attributes& before) noexcept {
+    try {
+        holder.change(holder.read(), before);
+    } catch (...) {
+        // What made this necessary is what the caller hears of.
+    }
+}
+
+Attributes attributesOf(const KeyValues& values) {
+    Attributes wanted;
+    for (const auto& [key, value] : values) {
+        const std::string name = std::string(UserNamespace) + key;
+        if (key.empty() || name.size() > XATTR_NAME_MAX || key.find('\0') != std::string::npos) {
+            throw ServiceError(Reason::Refused, quotedName(key) + " cannot be a key of metadata");
+        }
+        wanted[name] = value.first;
+    }
+    return wanted;
+}
+
+}  // namespace
+
+void replaceAttributes(int fd, const KeyValues& values, const std::string& text) {
+    const Attributes wanted = attributesOf(values);
+    const AttributeHolder holder(fd, text);
+    const Attributes before = holder.read();
+    try {
+        holder.change(before, wanted);
+    } catch (...) {
+        restore(holder, before);
+        throw;
+    }
+}
+
+}  // namespace Nimra

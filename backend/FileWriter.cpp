@@ -1,0 +1,152 @@
+#include "backend/FileWriter.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <utility>
+
+#include "backend/Attributes.h"
+#include "backend/EntryName.h"
+#include "backend/SystemError.h"
+
+namespace Nimra {
+
+namespace {
+
+constexpr mode_t Mode = 0666;
+
+/// The descriptor is -1 where the file system has no files without a name.
+FileDescriptor openNameless(const OpenFolder& folder) {
+    FileDescriptor fd(openat(folder.fd(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, Mode));
+    // Some file systems say EPERM of a folder that was removed.
+    if (!fd && errno == EPERM && folder.status().stx_nlink == 0) {
+        errno = ENOENT;
+    }
+    const bool unsupported = errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL;
+    if (!fd && !unsupported) {
+        throw systemError(errno, "cannot create a file in the folder " + folder.text());
+    }
+    return fd;
+}
+
+struct CloseListing {
+    void operator()(DIR* listing) const { closedir(listing); }
+};
+
+/// Whether nobody holds the lock of a file; what cannot be told counts as held.
+bool isAbandoned(const OpenFolder& folder, const char* name) {
+    const FileDescriptor fd(
+        openat(folder.fd(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    return fd && flock(fd.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+}  // namespace
+
+FileWriter::FileWriter(const OpenFolder& folder, std::string name, Staging staging)
+    : _folder(folder), _name(std::move(name)) {
+    if (staging == Staging::NamelessIfPossible) {
+        _fd = openNameless(folder);
+    }
+    if (!_fd) {
+        openNamed();
+    }
+}
+
+FileWriter::~FileWriter() {
+    if (!_temporaryName.empty()) {
+        unlinkat(_folder.fd(), _temporaryName.c_str(), 0);
+    }
+}
+
+void FileWriter::openNamed() {
+    std::string name = makeTemporaryName();
+    constexpr int Flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    _fd = FileDescriptor(openat(_folder.fd(), name.c_str(), Flags, Mode));
+    if (!_fd) {
+        throw failure(errno);
+    }
+    _temporaryName = std::move(name);
+    // Without a lock it could at worst be taken for abandoned; publishing it would fail then.
+    flock(_fd.get(), LOCK_EX | LOCK_NB);
+}
+
+void FileWriter::write(const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = ::write(_fd.get(), data, size);
+        if (written < 0 && errno != EINTR) {
+            throw failure(errno);
+        }
+        const auto progress = static_cast<std::size_t>(written < 0 ? 0 : written);
+        data += progress;
+        size -= progress;
+    }
+}
+
+void FileWriter::setAttributes(const KeyValues& values) {
+    replaceAttributes(_fd.get(), values, _folder.text(_name));
+}
+
+void FileWriter::publish() {
+    if (fsync(_fd.get()) != 0) {
+        throw failure(errno);
+    }
+    giveName();
+    _temporaryName.clear();
+    try {
+        syncFolder();
+    } catch (...) {
+        unlinkat(_folder.fd(), _name.c_str(), 0);
+        throw;
+    }
+}
+
+/// Either call fails where the name is taken.
+void FileWriter::giveName() {
+    int result = -1;
+    if (_temporaryName.empty()) {
+        const std::string self = "/proc/self/fd/" + std::to_string(_fd.get());
+        result = linkat(AT_FDCWD, self.c_str(), _folder.fd(), _name.c_str(), AT_SYMLINK_FOLLOW);
+    } else {
+        result = renameat2(_folder.fd(), _temporaryName.c_str(), _folder.fd(), _name.c_str(),
+                           RENAME_NOREPLACE);
+    }
+    if (result != 0) {
+        throw failure(errno);
+    }
+}
+
+/// A folder that may be written but not read cannot be asked itself; its file system can.
+void FileWriter::syncFolder() const {
+    const FileDescriptor fd(openat(_folder.fd(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const int result = fd ? fsync(fd.get()) : syncfs(_fd.get());
+    // Some file systems have nothing to do for a folder, and say so.
+    if (result != 0 && errno != EINVAL) {
+        throw failure(errno);
+    }
+}
+
+ServiceError FileWriter::failure(int error) const {
+    return systemError(error, "cannot create " + _folder.text(_name));
+}
+
+void removeAbandonedFiles(const OpenFolder& folder) {
+    FileDescriptor fd(openat(folder.fd(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, CloseListing> listing(fd ? fdopendir(fd.get()) : nullptr);
+    if (!listing) {
+        return;
+    }
+    // The listing closes its descriptor itself.
+    fd.release();
+    while (const dirent64* entry = readdir64(listing.get())) {
+        if (isTemporaryName(entry->d_name) && isAbandoned(folder, entry->d_name)) {
+            unlinkat(folder.fd(), entry->d_name, 0);
+        }
+    }
+}
+
+}  // namespace Nimra

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "backend/FileDescriptor.h"
+#include "backend/OpenFolder.h"
+#include "service/KeyValues.h"
+#include "service/ServiceError.h"
+
+namespace Nimra {
+
+/// Writes a new file of a folder so that it appears under its name whole or not at all, whenever
+/// the process may end, and never in the place of something else.
+///
+/// Until then the file has no name, and is gone with its writer or the process. On a file system
+/// that has no files without a name it has one of makeTemporaryName(), which folders do not list;
+/// its writer removes it, but a process that is killed leaves it behind. While it is written it is
+/// locked with flock(2), which tells it from what was left.
+///
+/// The folder must live as long as the writer. One thread at a time. Functions throw ServiceError.
+class FileWriter {
+  public:
+    /// Where the content goes until it is complete.
+    enum class Staging { NamelessIfPossible, Named };
+
+    /// `name` must be one that checkNewName() takes.
+    FileWriter(const OpenFolder& folder, std::string name,
+               Staging staging = Staging::NamelessIfPossible);
+    FileWriter(const FileWriter&) = delete;
+    FileWriter& operator=(const FileWriter&) = delete;
+    ~FileWriter();
+
+    /// Appends to the content.
+    void write(const char* data, std::size_t size);
+    /// Gives the file these attributes.
+    void setAttributes(const KeyValues& values);
+    /// Makes sure that the content is on the disk, gives the file its name, and makes sure of that
+    /// too. Fails with Reason::Exists when the name is taken. Only once, as the last thing.
+    void publish();
+
+    /// The file being written.
+    int fd() const { return _fd.get(); }
+
+  private:
+    void openNamed();
+    void giveName();
+    void syncFolder() const;
+    ServiceError failure(int error) const;
+
+    const OpenFolder& _folder;
+    std::string _name;
+    std::string _temporaryName;  ///< Empty when the file has none.
+    FileDescriptor _fd;
+};
+
+/// Removes what killed processes left in a folder under a temporary name, and nothing that is still
+/// being written. What cannot be removed stays.
+void removeAbandonedFiles(const OpenFolder& folder);
+
+}  // namespace Nimra

@@ -1,0 +1,273 @@
+// What a user does to the entries of a folder tree.
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "backend/Attributes.h"
+#include "backend/EntryName.h"
+#include "backend/FileStream.h"
+#include "backend/FileWriter.h"
+#include "backend/FolderService.h"
+#include "backend/SystemError.h"
+
+namespace Nimra {
+
+namespace {
+
+/// How much of an upload is in memory at a time.
+constexpr std::size_t PieceSize = 1024UL * 1024;
+constexpr unsigned char FolderType = 8;
+constexpr mode_t FolderMode = 0777;
+
+[[noreturn]] void refuse(const std::string& text) { throw ServiceError(Reason::Refused, text); }
+
+[[noreturn]] void refuseSize(const std::string& text, unsigned long size, unsigned long promised) {
+    refuse("cannot create " + text + ": its content has " + std::to_string(size) +
+           " bytes and not " + std::to_string(promised));
+}
+
+void checkIsFree(const OpenFolder& folder, const std::string& name) {
+    struct statx status {};
+    const int error = folder.status(name.c_str(), status);
+    if (error == 0) {
+        throw systemError(EEXIST, "cannot create " + folder.text(name));
+    }
+    if (!isGone(error)) {
+        throw systemError(error, "cannot create " + folder.text(name));
+    }
+}
+
+void copy(ContentSource& content, FileWriter& file, const std::string& text,
+          const DocumentService::Progress& progress) {
+    const unsigned long promised = content.size();
+    std::vector<char> piece(PieceSize);
+    unsigned long done = 0;
+    while (const std::size_t size = content.read(piece.data(), piece.size())) {
+        done += size;
+        if (promised != 0 && done > promised) {
+            refuseSize(text, done, promised);
+        }
+        file.write(piece.data(), size);
+        if (progress) {
+            progress(done, promised);
+        }
+    }
+    if (promised != 0 && done != promised) {
+        refuseSize(text, done, promised);
+    }
+}
+
+ServiceError relocationError(int error, const std::string& from, const std::string& to) {
+    const std::string what = "cannot move " + from + " to " + to;
+    // Said by a file system that cannot tell whether it overwrites, and of a folder that somebody
+    // else has put above the entry.
+    if (error == EINVAL) {
+        return {Reason::Refused, what + ": its file system refuses it"};
+    }
+    return systemError(error, what);
+}
+
+/// The entry, not followed and not opened in the sense of a device or a pipe.
+FileDescriptor pinned(const OpenFolder& folder, const std::string& name) {
+    FileDescriptor fd(openat(folder.fd(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd) {
+        throw systemError(errno, "cannot open " + folder.text(name));
+    }
+    struct stat status {};
+    if (fstat(fd.get(), &status) != 0) {
+        throw systemError(errno, "cannot look at " + folder.text(name));
+    }
+    if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+        refuse(folder.text(name) + " is neither a regular file nor a folder: it has no metadata");
+    }
+    return fd;
+}
+
+}  // namespace
+
+FolderService::Entry FolderService::entryOf(unsigned long id) {
+    const NodeTable::Node* node = _nodes.find(id);
+    if (!node) {
+        throw ServiceError(Reason::NotFound, "there is no entry with id " + std::to_string(id));
+    }
+    if (id == NodeTable::RootId) {
+        refuse("this cannot be done to the root folder");
+    }
+    const EntryKind kind = node->kind;
+    const unsigned long parentId = node->parentId;
+    Entry entry{id, parentId, node->name, {}, open(parentId, OpenFolder::Purpose::LookingUp)};
+    const int error = entry.folder.status(entry.name.c_str(), entry.status);
+    if (isGone(error) || (error == 0 && kindOf(entry.status) != kind)) {
+        _nodes.forget(id);
+        dropSnapshot(parentId);
+        throw ServiceError(Reason::NotFound, entry.text() + " is no longer there");
+    }
+    if (error != 0) {
+        throw systemError(error, "cannot look at " + entry.text());
+    }
+    return entry;
+}
+
+/// The record of an entry of either kind, as actions return it.
+Document FolderService::recordOf(unsigned long id, unsigned long folderId, const OpenFolder& folder,
+                                 const std::string& name) const {
+    struct statx status {};
+    if (const int error = folder.status(name.c_str(), status)) {
+        throw systemError(error, "cannot look at " + folder.text(name));
+    }
+    Document record = documentRecord(id, folderId, name, status);
+    const bool isFolder = S_ISDIR(status.stx_mode);
+    if (isFolder) {
+        record.type = FolderType;
+    }
+    if (isFolder || S_ISREG(status.stx_mode)) {
+        record._keyValues = folder.attributes(name.c_str()).value_or(KeyValues());
+    }
+    return record;
+}
+
+// --- Creating ------------------------------------------------------------------------------
+
+Document FolderService::create(const Document& document, ContentSource* content,
+                               const Progress& progress) {
+    const std::string& name = document.name;
+    checkNewName(name);
+    const unsigned long folderId = knownFolder(document.parentId);
+    const OpenFolder folder = open(folderId, OpenFolder::Purpose::LookingUp);
+    checkIsFree(folder, name);
+    FileWriter file(folder, name);
+    if (content) {
+        copy(*content, file, folder.text(name), progress);
+    }
+    if (const KeyValues values = document.keyValues(); !values.empty()) {
+        file.setAttributes(values);
+    }
+    file.publish();
+    dropSnapshot(folderId);
+    const unsigned long id = _nodes.idOf(folderId, name, EntryKind::Document);
+    return recordOf(id, folderId, folder, name);
+}
+
+Folder FolderService::makeFolder(const Folder& record) {
+    const std::string& name = record.name;
+    checkNewName(name);
+    const unsigned long folderId = knownFolder(record.parentId);
+    const OpenFolder folder = open(folderId, OpenFolder::Purpose::LookingUp);
+    if (mkdirat(folder.fd(), name.c_str(), FolderMode) != 0) {
+        throw systemError(errno, "cannot make the folder " + folder.text(name));
+    }
+    dropSnapshot(folderId);
+    const unsigned long id = _nodes.idOf(folderId, name, EntryKind::Folder);
+    struct statx status {};
+    if (const int error = folder.status(name.c_str(), status)) {
+        throw systemError(error, "cannot look at " + folder.text(name));
+    }
+    return folderRecord(id, folderId, name, status);
+}
+
+// --- Moving and renaming -------------------------------------------------------------------
+
+Document FolderService::move(const Document& document) {
+    const unsigned long folderId = knownFolder(document.parentId);
+    const Entry entry = entryOf(document.id);
+    // Looking for the entry may have shown that the folder is gone.
+    if (!_nodes.find(folderId)) {
+        throw ServiceError(Reason::NotFound,
+                           "there is no folder with id " + std::to_string(folderId));
+    }
+    if (_nodes.isWithin(folderId, entry.id)) {
+        refuse("cannot move " + entry.text() + " into itself");
+    }
+    const OpenFolder folder = open(folderId, OpenFolder::Purpose::LookingUp);
+    return relocate(entry, folder, folderId, entry.name);
+}
+
+Document FolderService::rename(const Document& document) {
+    checkNewName(document.name);
+    const Entry entry = entryOf(document.id);
+    const OpenFolder folder = open(entry.parentId, OpenFolder::Purpose::LookingUp);
+    return relocate(entry, folder, entry.parentId, document.name);
+}
+
+Document FolderService::relocate(const Entry& entry, const OpenFolder& folder,
+                                 unsigned long folderId, const std::string& name) {
+    const bool staysThere = folderId == entry.parentId && name == entry.name;
+    if (!staysThere) {
+        if (renameat2(entry.folder.fd(), entry.name.c_str(), folder.fd(), name.c_str(),
+                      RENAME_NOREPLACE) != 0) {
+            throw relocationError(errno, entry.text(), folder.text(name));
+        }
+        _nodes.move(entry.id, folderId, name);
+        dropSnapshot(entry.parentId);
+        dropSnapshot(folderId);
+    }
+    return recordOf(entry.id, folderId, folder, name);
+}
+
+// --- Removing ------------------------------------------------------------------------------
+
+void FolderService::remove(const Document& document) {
+    const Entry entry = entryOf(document.id);
+    if (kindOf(entry.status) == EntryKind::Folder) {
+        removeFolder(entry);
+    } else if (unlinkat(entry.folder.fd(), entry.name.c_str(), 0) != 0) {
+        throw systemError(errno, "cannot remove " + entry.text());
+    }
+    _nodes.forget(entry.id);
+    dropSnapshot(entry.parentId);
+    _sessions.forget(entry.id);
+}
+
+void FolderService::removeFolder(const Entry& entry) {
+    const auto remove = [&entry] {
+        const int result = unlinkat(entry.folder.fd(), entry.name.c_str(), AT_REMOVEDIR);
+        return result == 0 ? 0 : errno;
+    };
+    int error = remove();
+    if (reasonOf(error) == Reason::Exists) {
+        removeAbandonedFiles(open(entry.id, OpenFolder::Purpose::LookingUp));
+        error = remove();
+    }
+    if (reasonOf(error) == Reason::Exists) {
+        refuse("cannot remove the folder " + entry.text() + ": it is not empty");
+    }
+    if (error != 0) {
+        throw systemError(error, "cannot remove the folder " + entry.text());
+    }
+    dropSnapshot(entry.id);
+}
+
+// --- Content, metadata, sessions -----------------------------------------------------------
+
+OpenedDocument FolderService::openStreams(const Document& document) {
+    const Entry entry = entryOf(document.id);
+    auto stream = std::make_shared<FileStream>(entry.folder, entry.name);
+    return {recordOf(entry.id, entry.parentId, entry.folder, entry.name), std::move(stream)};
+}
+
+Document FolderService::saveMetaData(const Document& document) {
+    const Entry entry = entryOf(document.id);
+    const FileDescriptor fd = pinned(entry.folder, entry.name);
+    replaceAttributes(fd.get(), document.keyValues(), entry.text());
+    return recordOf(entry.id, entry.parentId, entry.folder, entry.name);
+}
+
+DocumentSession FolderService::openSession(unsigned long, unsigned long documentId,
+                                           unsigned long userId) {
+    const Entry entry = entryOf(documentId);
+    if (kindOf(entry.status) == EntryKind::Folder) {
+        refuse(entry.text() + " is a folder: sessions are for documents");
+    }
+    return _sessions.open(entry.parentId, documentId, userId);
+}
+
+void FolderService::releaseSession(const DocumentSession& session) { _sessions.release(session); }
+
+}  // namespace Nimra

@@ -81,7 +81,7 @@ class FolderService : public StorageService {
     DocumentSession openSession(unsigned long folderId, unsigned long documentId,
                                 unsigned long userId) override;
     void releaseSession(const DocumentSession& session) override;
-    Folder makeFolder(const Folder& folder) override;
+    Folder makeFolder(const Folder& record) override;
 
     /// How often the names in a folder were read so far. Paging through a folder that does not
     /// change reads it once, as long as not too many others are listed in between.

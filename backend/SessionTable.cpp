@@ -15,7 +15,7 @@ constexpr std::size_t TokenBytes = 16;
 
 DocumentSession SessionTable::open(unsigned long folderId, unsigned long documentId,
                                    unsigned long userId) {
-    const DocumentSession session{folderId, documentId, userId, randomText(TokenBytes)};
+    DocumentSession session{folderId, documentId, userId, randomText(TokenBytes)};
     const std::lock_guard lock(_mutex);
     const auto [held, added] = _sessions.emplace(documentId, session);
     if (!added) {

@@ -46,7 +46,7 @@ std::shared_ptr<Container> DirectoryCache::addContainer(Container& container) {
               " containerId: ", container.id(), " parentId: ", container.parentId(), "\n");
     }
     // Empty where an object, or an empty entry, has the id: nothing is added to a directory then.
-    const std::shared_ptr<Container> stored = cacheContainerInternal(container);
+    std::shared_ptr<Container> stored = cacheContainerInternal(container);
     if (tracing()) {
         trace("Ormek::DirectoryCache::addContainer 2: ", stored ? stored->name() : std::string(),
               " containerPtr ID: ", stored ? stored->id() : 0, "\n");

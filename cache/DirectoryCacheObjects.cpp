@@ -82,7 +82,7 @@ std::shared_ptr<Object> DirectoryCache::addDocument(Nimra::Document document, bo
 // The flag is dropped, which is meant.
 std::shared_ptr<Object> DirectoryCache::updateObject(Nimra::Document& document, bool /*flag*/) {
     trace("DEBUG 1\n");
-    const std::shared_ptr<Object> object = castObject(getItemInternal(document.id));
+    std::shared_ptr<Object> object = castObject(getItemInternal(document.id));
     trace("DEBUG 2\n");
     const std::shared_ptr<ObjectInternal> internal = OrmekCast::castObjectInternal(object);
     trace("DEBUG 3\n");

@@ -236,7 +236,7 @@ TEST_F(FolderListingTest, AccessLevelsFollowTheModeBits) {
     ASSERT_EQ(chmod(path("closed").c_str(), 0444), 0);
     ASSERT_EQ(chmod(path("locked").c_str(), 0555), 0);
     ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
-    withoutPrivileges([this] {
+    withoutPrivileges([] {
         FolderService asNobody(".");
         const Page page = asNobody.load(listing(1));
         EXPECT_EQ(page.documents.at(0).aclMode, 1);

@@ -156,8 +156,8 @@ void Worker::queueOperation(Operation* operation) {
         if (_stopped) {
             abandonQueued();
         }
+        startNext();
     }
-    _wake.notify_one();
 }
 
 void Worker::takeOver(OperationHandler& other) {
@@ -188,6 +188,22 @@ bool Worker::cancel(unsigned long operationId) {
     }
     abandon(std::move(operation), _cancelled);
     return true;
+}
+
+void Worker::pause() {
+    const std::lock_guard lock(_mutex);
+    _paused = true;
+}
+
+void Worker::resume() {
+    const std::lock_guard lock(_mutex);
+    _paused = false;
+    startNext();
+}
+
+bool Worker::paused() const {
+    const std::lock_guard lock(_mutex);
+    return _paused;
 }
 
 unsigned long Worker::finishedCount() const {
@@ -222,7 +238,7 @@ void Worker::stop() {
 
 void Worker::run() {
     Jobs job;
-    while (startNext(job)) {
+    while (awaitStarted(job)) {
         // Only the pointer to the exception is kept: nothing here can throw, and the answer's text
         // is made where it is collected.
         try {
@@ -234,6 +250,7 @@ void Worker::run() {
         _running = false;
         job.front().progress = std::exchange(_progress, {});
         finish(job);
+        startNext();
     }
 }
 
@@ -291,18 +308,27 @@ void Worker::noteProgress(const FileOperation& operation, unsigned long done, un
     updateEvent();
 }
 
-/// Waits for an operation and puts it into `job`; false when the worker is to stop.
-bool Worker::startNext(Jobs& job) {
-    std::unique_lock lock(_mutex);
-    while (!_stopping) {
-        if (auto operation = take()) {
-            job = jobFor(std::move(operation));
-            _running = true;
-            return true;
-        }
-        _wake.wait(lock);
+/// Under the lock, after each change of what may run: starts what is first in the queue if it is
+/// its turn. It is not left to the thread to do so when it wakes: whoever pauses the worker before
+/// that would leave it with nothing to do and nothing finished, and nobody waiting would learn of
+/// it.
+void Worker::startNext() {
+    if (_running || _paused || _stopping) {
+        return;
     }
-    return false;
+    if (auto operation = take()) {
+        _started = jobFor(std::move(operation));
+        _running = true;
+        _wake.notify_one();
+    }
+}
+
+/// Waits for an operation to be started and puts it into `job`; false when the worker is to stop.
+bool Worker::awaitStarted(Jobs& job) {
+    std::unique_lock lock(_mutex);
+    _wake.wait(lock, [this] { return !_started.empty() || _stopping; });
+    job = std::exchange(_started, {});
+    return !job.empty();
 }
 
 /// Under the lock: the job, alone in its list, of an operation that has left the queue.

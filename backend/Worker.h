@@ -43,6 +43,8 @@ class Worker : public OperationHandler {
     /// Stops. Answers that were not collected are dropped.
     ~Worker() override;
 
+    /// An operation has started as soon as it is its turn: at once where nothing runs and the
+    /// worker is not paused, else with the end of the one before it.
     void queueOperation(Operation* operation) override;
     /// Moves over what is queued in another handler, behind what is queued here. To lose nothing
     /// and keep the order, call it before this worker takes the other's name.
@@ -55,6 +57,13 @@ class Worker : public OperationHandler {
     /// Takes an operation that has not started out of the queue and makes it a failed answer. False
     /// when it has started or is not here.
     bool cancel(unsigned long operationId);
+
+    /// Starts nothing more until `resume()`; what runs goes on. What is queued stays so, in order,
+    /// and can be cancelled; `stop()` makes failed answers of it as ever. Pausing twice is pausing
+    /// once.
+    void pause();
+    void resume();
+    bool paused() const;
 
     /// Reports the operations that have finished by now, in order, each to its protocol (which may
     /// be null), outside any lock, and returns how many. Progress is reported too, before its
@@ -105,7 +114,8 @@ class Worker : public OperationHandler {
     Answer execute(Job& job);
     Answer executeFile(const FileOperation& operation, ContentSource* content);
     void noteProgress(const FileOperation& operation, unsigned long done, unsigned long total);
-    bool startNext(Jobs& job);
+    void startNext();
+    bool awaitStarted(Jobs& job);
     Jobs jobFor(std::unique_ptr<Operation> operation);
     void finish(Jobs& job);
     void abandon(std::unique_ptr<Operation> operation, const std::exception_ptr& why);
@@ -123,13 +133,15 @@ class Worker : public OperationHandler {
     mutable std::mutex _mutex;
     std::condition_variable _wake;
     mutable std::condition_variable _done;
-    Jobs _spare;  ///< One empty job for each queued operation, so that the thread allocates none.
+    Jobs _spare;    ///< One empty job for each queued operation, so that the thread allocates none.
+    Jobs _started;  ///< The operation whose turn it is, until the thread has it.
     Jobs _finished;
     Contents _contents;  ///< By document, until their operations leave the queue.
     Progress _progress;  ///< Of the running operation.
     bool _eventSet = false;
     unsigned long _finishedCount = 0;
-    bool _running = false;
+    bool _running = false;  ///< From the start of an operation until it has finished.
+    bool _paused = false;
     bool _stopping = false;
     bool _stopped = false;
 

@@ -35,6 +35,11 @@ constexpr std::chrono::seconds Patience(20);
 
 std::chrono::steady_clock::time_point soon() { return std::chrono::steady_clock::now() + Patience; }
 
+/// Long enough for what must not happen; if it is not, the test is merely easier to pass.
+std::chrono::steady_clock::time_point aMoment() {
+    return std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
+}
+
 /// A service whose answer is whatever a function says.
 class ScriptedService : public DataService {
   public:
@@ -389,6 +394,116 @@ TEST_F(WorkerTest, WhatIsStillQueuedCanBeTakenBack) {
     EXPECT_THAT(protocol.loaded, ElementsAre(1, 3));
 }
 
+TEST_F(WorkerTest, WhatIsFirstHasStartedOnceItIsQueued) {
+    Gate gate;
+    ScriptedService slow([&gate](const ItemFilter&) {
+        gate.pass();
+        return Page();
+    });
+    worker.queueOperation(load(1, &slow, &protocol));
+    queueLoad(2);
+    EXPECT_EQ(worker.operations().size(), 1U);
+    EXPECT_FALSE(worker.cancel(1));
+    EXPECT_TRUE(worker.cancel(2));
+    gate.waitUntilEntered();
+    gate.open();
+    ASSERT_TRUE(waitForCount(2));
+}
+
+TEST_F(WorkerTest, APausedWorkerStartsNothingAndKeepsTheOrder) {
+    EXPECT_FALSE(worker.paused());
+    worker.pause();
+    worker.pause();
+    EXPECT_TRUE(worker.paused());
+    for (unsigned long id = 1; id <= 3; ++id) {
+        queueLoad(id);
+    }
+    EXPECT_FALSE(worker.waitForFinished(0, aMoment()));
+    EXPECT_EQ(worker.pending(), 3U);
+    EXPECT_EQ(worker.operations().size(), 3U);
+    EXPECT_FALSE(readable(worker.fd()));
+
+    worker.resume();
+    EXPECT_FALSE(worker.paused());
+    ASSERT_TRUE(waitForCount(3));
+    worker.collect();
+    EXPECT_THAT(protocol.loaded, ElementsAre(1, 2, 3));
+    worker.resume();
+    queueLoad(4);
+    EXPECT_TRUE(waitForCount(4));
+}
+
+TEST_F(WorkerTest, WhatRunsGoesOnThroughAPause) {
+    Gate gate;
+    ScriptedService slow([&gate](const ItemFilter& filter) {
+        gate.pass();
+        return echo(filter);
+    });
+    worker.queueOperation(load(1, &slow, &protocol));
+    queueLoad(2);
+    gate.waitUntilEntered();
+    worker.pause();
+    gate.open();
+    ASSERT_TRUE(waitForCount(1));
+    EXPECT_FALSE(worker.waitForFinished(1, aMoment()));
+    worker.collect();
+    EXPECT_THAT(protocol.loaded, ElementsAre(1));
+    EXPECT_EQ(worker.pending(), 1U);
+    worker.resume();
+    ASSERT_TRUE(waitForCount(2));
+}
+
+TEST_F(WorkerTest, AServiceMayPauseTheWorkerThatRunsIt) {
+    ScriptedService pausing([this](const ItemFilter&) {
+        worker.pause();
+        return Page();
+    });
+    worker.queueOperation(load(1, &pausing, &protocol));
+    ASSERT_TRUE(waitForCount(1));
+    queueLoad(2);
+    EXPECT_FALSE(worker.waitForFinished(1, aMoment()));
+    protocol.also = [this] { worker.resume(); };
+    EXPECT_EQ(worker.collect(), 1U);
+    EXPECT_TRUE(waitForCount(2));
+}
+
+TEST_F(WorkerTest, WhatAPauseHoldsBackCanBeCancelled) {
+    worker.pause();
+    queueLoad(1);
+    queueLoad(2);
+    EXPECT_TRUE(worker.cancel(1));
+    EXPECT_EQ(worker.finishedCount(), 1U);
+    worker.resume();
+    ASSERT_TRUE(waitForCount(2));
+    worker.collect();
+    ASSERT_EQ(protocol.failures.size(), 1U);
+    EXPECT_EQ(protocol.failures[0].text, "cancelled before it was started");
+    EXPECT_THAT(protocol.loaded, ElementsAre(2));
+}
+
+TEST_F(WorkerTest, StoppingFailsWhatAPauseHoldsBack) {
+    worker.pause();
+    queueLoad(1);
+    queueLoad(2);
+    worker.stop();
+    worker.resume();
+    EXPECT_EQ(worker.pending(), 0U);
+    EXPECT_EQ(worker.collect(), 2U);
+    EXPECT_THAT(protocol.loaded, IsEmpty());
+    ASSERT_EQ(protocol.failures.size(), 2U);
+    EXPECT_EQ(protocol.failures[1].reason, Reason::NotReachable);
+}
+
+TEST_F(WorkerTest, WhatIsTakenOverStaysBehindAPause) {
+    OperationHandler before;
+    before.queueOperation(load(1, &service, &protocol));
+    worker.pause();
+    worker.takeOver(before);
+    EXPECT_FALSE(worker.waitForFinished(0, aMoment()));
+    worker.resume();
+    EXPECT_TRUE(waitForCount(1));
+}
+
 TEST_F(WorkerTest, StoppingFinishesTheRunningAndFailsTheQueued) {
     Gate gate;
     ScriptedService slow([&gate](const ItemFilter& filter) {
@@ -474,6 +589,29 @@ TEST_F(WorkerTest, SignalsOfTheProgramStayOffItsThread) {
     sigset_t own;
     pthread_sigmask(SIG_BLOCK, nullptr, &own);
     EXPECT_EQ(sigismember(&own, SIGINT), 0);
+}
+
+TEST_F(WorkerTest, ManyThreadsMayPauseAndResumeWhileOthersQueue) {
+    constexpr unsigned long Each = 200;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+        threads.emplace_back([&] {
+            for (unsigned long id = 1; id <= Each; ++id) {
+                queueLoad(id);
+            }
+        });
+        threads.emplace_back([&] {
+            for (unsigned long round = 0; round < Each; ++round) {
+                worker.pause();
+                worker.resume();
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    ASSERT_TRUE(waitForCount(2 * Each));
+    EXPECT_EQ(worker.collect(), 2 * Each);
 }
 
 TEST_F(WorkerTest, ManyThreadsMayQueueAndCollectAtOnce) {

@@ -222,6 +222,13 @@ unsigned long Worker::pending() const {
     return operations().size() + (_running ? 1 : 0);
 }
 
+bool Worker::idle() const {
+    const std::lock_guard lock(_mutex);
+    // While it stops, what a pause holds back becomes answers.
+    const bool heldBack = _paused && !_stopping;
+    return !_running && _finished.empty() && (heldBack || operations().empty());
+}
+
 void Worker::stop() {
     {
         const std::lock_guard lock(_mutex);

@@ -74,6 +74,22 @@ class Worker : public OperationHandler {
 
     /// Number of operations that have finished so far, collected or not.
     unsigned long finishedCount() const;
+    /// Whether there is nothing to wait for: nothing runs, no answer waits to be collected, and
+    /// nothing is queued but what a pause holds back. An answer that is being reported no longer
+    /// waits, even if its protocol is about to queue something.
+    ///
+    /// A worker that is busy becomes idle by the collecting of an answer alone, and so nobody
+    /// sleeps past it who counts first, collects then, and waits with that count:
+    ///
+    ///     unsigned long seen = 0;
+    ///     do {
+    ///         seen = worker.finishedCount();
+    ///         worker.collect();
+    ///     } while (!worker.idle() && worker.waitForFinished(seen, deadline));
+    ///
+    /// What finishes after it was counted, whoever collects it, ends the wait at once. Counted
+    /// after the collecting, it could wait uncollected while the loop sleeps.
+    bool idle() const;
     /// Waits until more than `seen` operations have finished; false when the deadline came first.
     bool waitForFinished(unsigned long seen, std::chrono::steady_clock::time_point deadline) const;
     /// A descriptor that polls readable while answers or progress wait to be collected. Only to be

@@ -137,6 +137,15 @@ class WorkerTest : public testing::Test {
     }
     void queueLoad(unsigned long id) { worker.queueOperation(load(id, &service, &protocol)); }
     bool waitForCount(unsigned long count) { return worker.waitForFinished(count - 1, soon()); }
+    /// Collects until the worker is idle, as its header says; false when that took too long.
+    bool collectUntilIdle(std::chrono::steady_clock::time_point deadline) {
+        unsigned long seen = 0;
+        do {
+            seen = worker.finishedCount();
+            worker.collect();
+        } while (!worker.idle() && worker.waitForFinished(seen, deadline));
+        return worker.idle();
+    }
     static bool readable(int fd) {
         pollfd poll{fd, POLLIN, 0};
         return ::poll(&poll, 1, 0) == 1;
@@ -502,6 +511,99 @@ TEST_F(WorkerTest, WhatIsTakenOverStaysBehindAPause) {
     EXPECT_FALSE(worker.waitForFinished(0, aMoment()));
     worker.resume();
     EXPECT_TRUE(waitForCount(1));
+}
+
+TEST_F(WorkerTest, AWorkerIsIdleWhenAllIsDoneAndCollected) {
+    Gate gate;
+    ScriptedService slow([&gate](const ItemFilter&) {
+        gate.pass();
+        return Page();
+    });
+    EXPECT_TRUE(worker.idle());
+    worker.queueOperation(load(1, &slow, &protocol));
+    EXPECT_FALSE(worker.idle()) << "queued";
+    gate.waitUntilEntered();
+    EXPECT_FALSE(worker.idle()) << "running";
+    gate.open();
+    ASSERT_TRUE(waitForCount(1));
+    EXPECT_FALSE(worker.idle()) << "finished";
+    worker.collect();
+    EXPECT_TRUE(worker.idle());
+}
+
+TEST_F(WorkerTest, WhatAPauseHoldsBackDoesNotKeepAWorkerFromBeingIdle) {
+    Gate gate;
+    ScriptedService slow([&gate](const ItemFilter&) {
+        gate.pass();
+        return Page();
+    });
+    worker.queueOperation(load(1, &slow, &protocol));
+    queueLoad(2);
+    queueLoad(3);
+    gate.waitUntilEntered();
+    worker.pause();
+    EXPECT_FALSE(worker.idle()) << "one is running";
+    gate.open();
+    EXPECT_TRUE(collectUntilIdle(soon()));
+    EXPECT_EQ(worker.pending(), 2U);
+    EXPECT_TRUE(worker.cancel(2));
+    EXPECT_FALSE(worker.idle()) << "the cancelled one waits to be collected";
+    worker.collect();
+    EXPECT_TRUE(worker.idle());
+    worker.resume();
+    EXPECT_FALSE(worker.idle());
+    EXPECT_TRUE(collectUntilIdle(soon()));
+    EXPECT_THAT(protocol.loaded, ElementsAre(1, 3));
+}
+
+TEST_F(WorkerTest, AStoppedWorkerIsIdleOnceItsAnswersAreCollected) {
+    worker.pause();
+    queueLoad(1);
+    EXPECT_TRUE(worker.idle());
+    worker.stop();
+    EXPECT_FALSE(worker.idle());
+    worker.collect();
+    EXPECT_TRUE(worker.idle());
+}
+
+TEST_F(WorkerTest, ALoopUntilIdleSleepsPastNoPauseAndNoOtherCollector) {
+    constexpr int Rounds = 3000;
+    const auto deadline = soon();
+    std::atomic<int> round = 0;
+    std::thread pausing([&] {
+        for (int next = 1; next <= Rounds; ++next) {
+            while (round < next) {
+                std::this_thread::yield();
+            }
+            for (int i = 0; i < next % 20; ++i) {
+                worker.finishedCount();
+            }
+            worker.pause();
+        }
+    });
+    std::thread collecting([&] {
+        while (round < Rounds) {
+            worker.collect();
+            std::this_thread::yield();
+        }
+    });
+    while (round < Rounds) {
+        for (unsigned long id = 1; id <= 3; ++id) {
+            worker.queueOperation(load(id, &service, nullptr));
+        }
+        ++round;
+        // Whoever misses the end here sleeps until the deadline.
+        EXPECT_TRUE(collectUntilIdle(deadline));
+        while (!worker.paused()) {
+            std::this_thread::yield();
+        }
+        worker.resume();
+    }
+    pausing.join();
+    collecting.join();
+    EXPECT_TRUE(collectUntilIdle(deadline));
+    EXPECT_LT(std::chrono::steady_clock::now(), deadline);
+    EXPECT_EQ(worker.finishedCount(), 3UL * Rounds);
 }
 
 TEST_F(WorkerTest, StoppingFinishesTheRunningAndFailsTheQueued) {

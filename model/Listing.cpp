@@ -99,6 +99,13 @@ Entry Listing::itemByName(const std::string& name) const {
     return behind == _back.end() ? nullptr : behind->entry;
 }
 
+bool Listing::contains(unsigned long id) const {
+    const auto hasId = [id](const Addition& addition) { return addition.entry->id() == id; };
+    return !_entries.positionsOfId(id).empty() ||
+           std::any_of(_front.begin(), _front.end(), hasId) ||
+           std::any_of(_back.begin(), _back.end(), hasId);
+}
+
 bool Listing::isPageLoaded(unsigned long offset, unsigned long count) const {
     if (count == 0) {
         return std::binary_search(_emptyPages.begin(), _emptyPages.end(), offset);
@@ -118,6 +125,15 @@ bool Listing::isPageCurrent(unsigned long offset, unsigned long count) const {
         return false;
     }
     return _held.covers(offset, std::min(end, limit().value_or(end)));
+}
+
+std::optional<unsigned long> Listing::heldPositionOf(unsigned long id) const {
+    for (const unsigned long position : _entries.positionsOfId(id)) {
+        if (_held.contains(position)) {
+            return position;
+        }
+    }
+    return std::nullopt;
 }
 
 // Where the listing ends, when that is known.
@@ -430,6 +446,20 @@ bool Listing::removeItemByName(const Entry& item) {
     }
     _vacancy = std::move(vacancy);
     return true;
+}
+
+// A removal undone: what moved up moves down again. Whether this is still the place is not known.
+void Listing::restoreItem(Entry item, unsigned long position) {
+    _vacancy.reset();
+    if (!item || contains(*item)) {
+        return;
+    }
+    RangeSet held = _held;
+    held.insertGap(position);
+    _entries.insert(position, std::move(item));
+    shiftEvicted(position, false);
+    _totals.removals -= _totals.removals == 0 ? 0 : 1;
+    std::swap(_held, held);
 }
 
 Listing::Additions& Listing::additionsAt(Vacancy::Place place) {

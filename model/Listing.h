@@ -30,8 +30,10 @@ class Listing {
     std::vector<Entry> items() const;
     std::vector<Entry> page(unsigned long offset, unsigned long count) const;
     Entry itemByName(const std::string& name) const;
+    bool contains(unsigned long id) const;
     bool isPageLoaded(unsigned long offset, unsigned long count) const;
     bool isPageCurrent(unsigned long offset, unsigned long count) const;
+    std::optional<unsigned long> heldPositionOf(unsigned long id) const;
 
     void invalidate();
     void addPage(unsigned long offset, unsigned long count);
@@ -40,6 +42,7 @@ class Listing {
     void addItem(Entry item, bool front);
     void removeItem(unsigned long id);
     bool removeItemByName(const Entry& item);
+    void restoreItem(Entry item, unsigned long position);
 
   private:
     struct Page {

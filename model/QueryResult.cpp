@@ -63,4 +63,9 @@ std::shared_ptr<Item> QueryResult::itemByName(const std::string& name) const {
     return _listing.itemByName(name);
 }
 
+bool QueryResult::contains(unsigned long id) const {
+    const std::lock_guard lock(_mutex);
+    return _listing.contains(id);
+}
+
 }  // namespace Ormek

@@ -41,6 +41,8 @@ class QueryResult {
     std::vector<std::shared_ptr<Item>> page(unsigned long offset, unsigned long count) const;
     /// The first entry of exactly this name, or an empty pointer.
     std::shared_ptr<Item> itemByName(const std::string& name) const;
+    /// Whether an entry of that id is held.
+    bool contains(unsigned long id) const;
 
   private:
     friend class QueryResultInternal;

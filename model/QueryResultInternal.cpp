@@ -30,6 +30,11 @@ void QueryResultInternal::invalidate() {
     _listing.invalidate();
 }
 
+std::optional<unsigned long> QueryResultInternal::heldPositionOf(unsigned long id) const {
+    const std::lock_guard lock(_mutex);
+    return _listing.heldPositionOf(id);
+}
+
 void QueryResultInternal::addPage(unsigned long offset, unsigned long count) {
     const std::lock_guard lock(_mutex);
     _listing.addPage(offset, count);
@@ -59,6 +64,11 @@ void QueryResultInternal::removeItem(unsigned long id) {
 bool QueryResultInternal::removeItemByName(std::shared_ptr<Item> item) {
     const std::lock_guard lock(_mutex);
     return _listing.removeItemByName(item);
+}
+
+void QueryResultInternal::restoreItem(std::shared_ptr<Item> item, unsigned long position) {
+    const std::lock_guard lock(_mutex);
+    _listing.restoreItem(std::move(item), position);
 }
 
 }  // namespace Ormek

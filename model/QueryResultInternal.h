@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "model/FilterInternal.h"
@@ -33,6 +34,9 @@ class QueryResultInternal : public virtual QueryResult {
     bool isPageLoaded(FilterInternal filter) const;
     /// Whether every position of the page before the total is held. See `addItems`.
     bool isPageCurrent(const FilterInternal& filter) const;
+    /// The position of an entry of that id in the service's listing, if it stands at one that is
+    /// held.
+    std::optional<unsigned long> heldPositionOf(unsigned long id) const;
     /// Takes every position's hold away, for a change that the directory was not told of.
     void invalidate();
 
@@ -58,6 +62,10 @@ class QueryResultInternal : public virtual QueryResult {
     /// Removes this very entry or else the first one of its name. False, and nothing changed, when
     /// there is none or the pointer is empty.
     bool removeItemByName(std::shared_ptr<Item> item);
+    /// Undoes a removal: puts an entry back to the position that `heldPositionOf` told before; what
+    /// stands from there on moves down. The position is not held, since others may have left or
+    /// come meanwhile. An entry already present stays where it is; an empty pointer is ignored.
+    void restoreItem(std::shared_ptr<Item> item, unsigned long position);
 
   private:
     FilterInternal _filter;

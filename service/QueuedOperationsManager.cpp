@@ -231,6 +231,21 @@ void QueuedOperationsManager::userKnown(unsigned long userId) {
     putAllRight();
 }
 
+unsigned long QueuedOperationsManager::serverId(unsigned long id) const {
+    const std::lock_guard lock(_mutex);
+    return known(id);
+}
+
+bool QueuedOperationsManager::names(const std::vector<unsigned long>& ids) const {
+    const std::lock_guard lock(_mutex);
+    return std::any_of(_operations.begin(), _operations.end(), [&](const auto& operation) {
+        const std::vector<unsigned long> named = factsOf(*operation).named;
+        return std::any_of(ids.begin(), ids.end(), [&](unsigned long id) {
+            return std::count(named.begin(), named.end(), id) != 0;
+        });
+    });
+}
+
 void QueuedOperationsManager::putAllRight() noexcept {
     for (const auto& operation : _operations) {
         putRight(*operation);

@@ -69,6 +69,11 @@ class QueuedOperationsManager {
     /// The user is known, and takes the place of the user id 0. Throws std::invalid_argument for 0.
     void userKnown(unsigned long userId);
 
+    /// The server id that has become known for a local one; any other id as it is.
+    unsigned long serverId(unsigned long id) const;
+    /// Whether a parked operation names one of these items: none that names it too may overtake it.
+    bool names(const std::vector<unsigned long>& ids) const;
+
     /// Whatever is ready, in order. None overtakes an earlier one that names an item it names too:
     /// a document, a folder, either folder of a move, what a load lists. To be asked for after
     /// every other call that changes something here.

@@ -4,17 +4,24 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "backend/StorageService.h"
+#include "client/Action.h"
 #include "client/Answer.h"
+#include "client/EventQueue.h"
 #include "client/ListOptions.h"
+#include "client/Outcome.h"
 #include "client/Query.h"
 #include "client/Statistics.h"
+#include "client/Target.h"
+#include "client/WaitingAction.h"
 
 namespace Ormek {
 
 /// The directory cache, ready to use: one object that owns the cache, the service it loads from,
-/// the worker that runs the loads and the queue of what has to wait, and merges what arrives.
+/// the worker that runs the operations and the queue of what has to wait. It merges what arrives,
+/// follows ids as the service gives them, and takes back what the service refuses.
 ///
 /// A query returns at once. Its answer is there already when the page is held, else it arrives
 /// later: wait for it with a time limit, or call `collect()` whenever `fd()` becomes readable and
@@ -23,6 +30,10 @@ namespace Ormek {
 ///     Ormek::Client client(std::make_unique<Nimra::FolderService>("/usr/share"));
 ///     Ormek::Answer answer = client.wait(client.list(client.rootId()), std::chrono::seconds(5));
 ///     for (const auto& entry : answer.entries) std::cout << entry->name() << '\n';
+///
+/// An action returns at once too, and shows at once in every listing. Its outcome arrives later.
+/// An action on what the service does not know yet, or while it is off, waits and keeps its place:
+/// what follows on the same entries follows it to the service.
 ///
 /// Threads. Every operation may be called from any thread; the calls are serialised. Answers are
 /// merged on the thread of whoever looks for one, never behind anybody's back. Entries are shared
@@ -38,6 +49,7 @@ namespace Ormek {
 class Client {
   public:
     using Clock = std::function<std::chrono::steady_clock::time_point()>;
+    using Listener = EventQueue::Listener;
 
     /// Takes the service, asks it for its root folder and starts the worker. Throws
     /// Nimra::ServiceError when the root cannot be had, std::logic_error when another client
@@ -47,7 +59,8 @@ class Client {
                     Clock clock = std::chrono::steady_clock::now);
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
-    /// Waits for the operation that is running; what is still queued fails as not reachable.
+    /// Waits for the operation that is running; what is still queued or waiting fails as not
+    /// reachable, and subscribers are told.
     ~Client();
 
     /// The id of the root folder.
@@ -56,7 +69,9 @@ class Client {
     // --- Questions. A folder that the cache does not know fails as not found. ----------------
 
     /// One page of a folder, or of a search in it. A page that is held but no longer current is
-    /// loaded again; one that is not held but being loaded already is waited for.
+    /// loaded again; one that is not held but being loaded already is waited for. Offline, a page
+    /// that was ever loaded is answered as it is held, and any other one fails as not reachable,
+    /// with what is held of it.
     Query list(unsigned long folderId, const ListOptions& options = {});
     /// One page of the tags of a folder's entries; `kind` plays no part.
     Query tags(unsigned long folderId, const ListOptions& options = {});
@@ -80,9 +95,74 @@ class Client {
     /// called, also when another call has merged it meanwhile.
     int fd() const;
 
+    // --- Actions. --------------------------------------------------------------------------
+    // What cannot be right is refused at once: a target that is not held or was removed, the root,
+    // a name that is empty, "." or "..", or has a slash or a NUL in it, a folder that is none, a
+    // move into the entry itself. Such an action has the operation id 0 and has failed already.
+    // Everything else is for the service to judge. Names are bytes.
+
+    /// Makes a document. Its content is read once, on the worker's thread; without one it is
+    /// empty.
+    Action createDocument(const Target& folder, const std::string& name,
+                          std::unique_ptr<Nimra::ContentSource> content = nullptr,
+                          const Nimra::KeyValues& keyValues = {});
+    Action createFolder(const Target& folder, const std::string& name);
+    Action rename(const Target& entry, const std::string& newName);
+    /// Under the name it has. Refused for the folder that it lies in already.
+    Action move(const Target& entry, const Target& folder);
+    /// A folder only if it is empty, as the service judges it.
+    Action remove(const Target& entry);
+    /// Puts these key values in the place of all that the entry has.
+    Action saveMetaData(const Target& entry, const Nimra::KeyValues& keyValues);
+    /// Opens a document's content: `Outcome::stream`.
+    Action open(const Target& document);
+    /// Opens a session on a document: `Outcome::session`.
+    Action openSession(const Target& document);
+    /// Ends a session. Waits for nothing; a session that the service does not know does nothing.
+    void releaseSession(const Nimra::DocumentSession& session);
+
+    /// The outcome as it stands.
+    Outcome poll(const Action& action);
+    /// The outcome, or how it stands when the time is over.
+    Outcome wait(const Action& action, std::chrono::milliseconds limit);
+    /// Cancels an action that the service has not begun: it fails as refused, and what needs the
+    /// entry that it would have made fails with it. False when it has begun or is not known.
+    bool cancel(unsigned long operationId);
+    /// The actions that wait for something, in the order they were asked for.
+    std::vector<WaitingAction> waiting();
+    /// Waits until nothing is under way; what waits offline or for another action does not count.
+    /// False when the time was over first.
+    bool waitUntilIdle(std::chrono::milliseconds limit);
+
+    /// Switches the service off, and on again. Off, nothing is sent: actions wait, in order.
+    void setOnline(bool online);
+    bool online();
+
+    // --- Changes made elsewhere, as a service's change feed reports them. ---------------------
+    // Actions under way are kept. What lies in folders that are not held is left out. A record
+    // without a server id throws std::invalid_argument, and so does the root's.
+
+    /// The service has a document, or a folder, that is new, renamed, moved or changed otherwise.
+    void onRemoteChange(const Nimra::Document& document);
+    void onRemoteChange(const Nimra::Folder& folder);
+    /// The service no longer has the entry of that id, nor what was in it.
+    void onRemoteRemoval(unsigned long id);
+    /// Something in a folder has changed, nobody knows what: its listings are loaded again before
+    /// they are shown again.
+    void onRemoteDoubt(unsigned long folderId);
+
+    // --- Events ----------------------------------------------------------------------------
+
+    /// Has a listener told of every later event, in order, on the thread of whichever call here
+    /// brought it about or is telling others already; under no lock, so that it may call the
+    /// client. What it throws passes out of that call, and the others are told by the next one.
+    /// Returns an id, never 0.
+    unsigned long subscribe(Listener listener);
+    void unsubscribe(unsigned long subscription);
+
     // --- Looking ---------------------------------------------------------------------------
 
-    /// The entry of that id, or an empty pointer.
+    /// The entry of that id, or an empty pointer. It stays until the service has removed it.
     std::shared_ptr<Item> item(unsigned long id);
     /// The path of an entry from the root, "/" for the root itself; empty for an unknown id.
     std::string pathOf(unsigned long id);
@@ -92,6 +172,11 @@ class Client {
 
   private:
     class Engine;
+
+    template <class Use>
+    auto call(Use use);
+    template <class IsDone>
+    bool waitUntil(std::chrono::milliseconds limit, IsDone isDone);
 
     std::unique_ptr<Engine> _engine;
 };

@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "backend/SystemError.h"
+#include "service/LocalIds.h"
 
 namespace Ormek {
 
@@ -26,27 +27,12 @@ std::atomic<bool> clientExists{false};
 
 Nimra::ServiceError notFound(const std::string& text) { return {Nimra::Reason::NotFound, text}; }
 
-bool samePage(const FilterInternal& a, const FilterInternal& b) {
-    return a.getOffset() == b.getOffset() && a.getCount() == b.getCount() && a.sameListing(b);
+Nimra::ServiceError noSuchEntry(const std::string& path) {
+    return notFound("\"" + path + "\": no such file or folder");
 }
 
-bool isCurrent(const std::shared_ptr<QueryResult>& directory, const FilterInternal& filter) {
-    const auto& internal = dynamic_cast<const QueryResultInternal&>(*directory);
-    return internal.isPageLoaded(filter) && internal.isPageCurrent(filter);
-}
-
-std::deque<std::string> partsOf(const std::string& path) {
-    std::deque<std::string> parts;
-    std::size_t begin = 0;
-    while (begin <= path.size()) {
-        const std::size_t end = std::min(path.find('/', begin), path.size());
-        std::string part = path.substr(begin, end - begin);
-        if (!part.empty() && part != ".") {
-            parts.push_back(std::move(part));
-        }
-        begin = end + 1;
-    }
-    return parts;
+Nimra::ServiceError offline() {
+    return {Nimra::Reason::NotReachable, "the service is switched off"};
 }
 
 Nimra::FileDescriptor opened(int fd, const char* what) {
@@ -62,16 +48,6 @@ void watch(const Nimra::FileDescriptor& watcher, int fd) {
     if (::epoll_ctl(watcher.get(), EPOLL_CTL_ADD, fd, &event) != 0) {
         throw Nimra::systemError(errno, "cannot watch for answers");
     }
-}
-
-template <class Record>
-void refresh(ItemInternal& item, const Record& record) {
-    item.name(record.name);
-    item.parentId(record.parentId);
-    item.ownerId(record.ownerId);
-    item.created(record.created);
-    item.updated(record.updated);
-    item.deleted(record.deleted);
 }
 
 }  // namespace
@@ -93,8 +69,8 @@ Client::Engine::Engine(std::unique_ptr<Nimra::StorageService> service, unsigned 
       _clock(std::move(clock)),
       _merged(opened(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "cannot make an event descriptor")),
       _readable(opened(::epoll_create1(EPOLL_CLOEXEC), "cannot watch for answers")) {
-    if (!_service || !_clock) {
-        throw std::invalid_argument("Ormek::Client: a service and a clock are needed");
+    if (!_service || !_clock || _userId == 0) {
+        throw std::invalid_argument("Ormek::Client: a service, a user and a clock are needed");
     }
     watch(_readable, _worker.fd());
     watch(_readable, _merged.get());
@@ -110,6 +86,7 @@ Client::Engine::Engine(std::unique_ptr<Nimra::StorageService> service, unsigned 
     _cache.setServices(&_services);
     _cache.setObjectUpdater(&_updater);
     _cache.setOpWithoutIdsQueue(&_parked);
+    _parked.userKnown(_userId);
     _rootId = root.id;
     _cache.addFolder(root, false);
     // Marks the root's id as loaded; otherwise everything made in it would wait for ever.
@@ -119,19 +96,31 @@ Client::Engine::Engine(std::unique_ptr<Nimra::StorageService> service, unsigned 
 }
 
 Client::Engine::~Engine() {
+    shutDown();
+    if (Nimra::OperationHandler::getHandler(HandlerName) == &_worker) {
+        Nimra::OperationHandler::registerHandler(HandlerName, nullptr);
+    }
+}
+
+void Client::Engine::shutDown() noexcept {
     _worker.stop();
-    // An answer may lead to a further operation, which a stopped worker fails at once; and whoever
-    // is told may throw.
+    // What waits for others fails with them. An answer may lead to a further operation, which a
+    // stopped worker fails at once; and whoever is told may throw.
     bool more = true;
     while (more) {
         try {
             more = _worker.collect() != 0;
+            for (const QueuedOperationsManager::Waiting& waiting : _parked.waiting()) {
+                const auto parked = _parked.cancel(waiting.operationId);
+                if (parked) {
+                    more = true;
+                    failed(parked->id(), {Nimra::Reason::NotReachable,
+                                          "the service was shut down before this was started"});
+                }
+            }
         } catch (...) {
             more = true;
         }
-    }
-    if (Nimra::OperationHandler::getHandler(HandlerName) == &_worker) {
-        Nimra::OperationHandler::registerHandler(HandlerName, nullptr);
     }
 }
 
@@ -139,13 +128,22 @@ Client::Engine::~Engine() {
 
 Client::Engine::State Client::Engine::list(unsigned long folderId, const ListOptions& options) {
     State state = ask();
+    folderId = current(folderId);
     if (!isFolder(folderId)) {
         fail(state, notFound("no folder with the id " + std::to_string(folderId) + " is known"));
         return state;
     }
     const FilterInternal filter = filterFor(folderId, options);
     const bool fresh = options.freshness == Freshness::Reload;
+    if (Nimra::isLocalId(folderId)) {
+        answerLocally(state, filter);
+        return state;
+    }
     if (!fresh && join(state, filter)) {
+        return state;
+    }
+    if (!online()) {
+        answerOffline(state, _cache.getDirectory(filter), filter);
         return state;
     }
     Directory directory = fresh ? _cache.getDirectory(filter) : nullptr;
@@ -154,8 +152,8 @@ Client::Engine::State Client::Engine::list(unsigned long folderId, const ListOpt
         return state;
     }
     const unsigned long operationId = _cache.get(filter, directory, this);
-    if (filter.sameListing(filterFor(folderId, {}))) {
-        _listings[folderId] = directory;
+    if (isWhole(filter)) {
+        _listings.setWhole(folderId, directory);
     }
     if (operationId != 0) {
         await(state, LoadKind::Listing, filter, directory, operationId);
@@ -169,14 +167,24 @@ Client::Engine::State Client::Engine::list(unsigned long folderId, const ListOpt
 
 Client::Engine::State Client::Engine::tags(unsigned long folderId, const ListOptions& options) {
     State state = ask();
+    folderId = current(folderId);
     if (!isFolder(folderId)) {
         fail(state, notFound("no folder with the id " + std::to_string(folderId) + " is known"));
         return state;
     }
     FilterInternal filter = filterFor(folderId, options);
     filter.setDataType(TagService);
+    if (Nimra::isLocalId(folderId)) {
+        // The service has no tags of what it does not know.
+        finish(state, AnswerState::Answered);
+        return state;
+    }
     const bool fresh = options.freshness == Freshness::Reload;
     if (!fresh && join(state, filter)) {
+        return state;
+    }
+    if (!online()) {
+        answerOffline(state, _cache.getKeyValueDirectory(filter), filter);
         return state;
     }
     Directory directory;
@@ -227,7 +235,11 @@ Client::Engine::State Client::Engine::ask() {
 }
 
 bool Client::Engine::isFolder(unsigned long id) {
-    return _cache.castContainer(_cache.getItemInternal(id)) != nullptr;
+    return !isHidden(id) && _cache.castContainer(_cache.getItemInternal(id)) != nullptr;
+}
+
+bool Client::Engine::isWhole(const FilterInternal& filter) const {
+    return filter.sameListing(filterFor(filter.getDataId().front(), {}));
 }
 
 FilterInternal Client::Engine::filterFor(unsigned long folderId) const {
@@ -251,159 +263,32 @@ FilterInternal Client::Engine::filterFor(unsigned long folderId, const ListOptio
     return filter;
 }
 
-// --- Loads ---------------------------------------------------------------------------------
-
-bool Client::Engine::join(const State& state, const FilterInternal& filter) {
-    const auto underWay = std::find_if(_loads.begin(), _loads.end(), [&](const auto& entry) {
-        return entry.second.kind != LoadKind::LookUp && samePage(entry.second.filter, filter);
-    });
-    // What is held and current is answered from memory all the same.
-    if (underWay == _loads.end() || isCurrent(underWay->second.directory, filter)) {
-        return false;
+// Whatever is in a folder that the service does not know was made here.
+void Client::Engine::answerLocally(const State& state, const FilterInternal& filter) {
+    const Directory directory = _listings.open(filter);
+    if (isWhole(filter)) {
+        _listings.setWhole(filter.getDataId().front(), directory);
     }
-    underWay->second.waiters.push_back(state);
-    state->answer.source = AnswerSource::JoinedLoad;
-    ++_statistics.joinedLoads;
-    return true;
-}
-
-void Client::Engine::await(const State& state, LoadKind kind, const FilterInternal& filter,
-                           const Directory& directory, unsigned long operationId) {
-    ++_statistics.loads;
-    state->answer.source = AnswerSource::Load;
-    _loads.emplace(operationId, Load{kind, filter, directory, {state}});
-}
-
-void Client::Engine::reload(const State& state, LoadKind kind, FilterInternal filter,
-                            Directory directory) {
-    filter.setByPassCache(true);
-    const unsigned long operationId =
-        kind == LoadKind::Tags ? _cache.loadFromService(_services[TagService], filter, this)
-                               : _cache.get(filter, directory, this);
-    await(state, kind, filter, directory, operationId);
-}
-
-Client::Engine::Load Client::Engine::takeLoad(unsigned long operationId) {
-    const auto found = _loads.find(operationId);
-    if (found == _loads.end()) {
-        return {LoadKind::LookUp, {}, nullptr, {}};
+    const std::vector<std::shared_ptr<Item>> all = directory->items();
+    const auto end =
+        std::min<std::uint64_t>(std::uint64_t{filter.getOffset()} + filter.getCount(), all.size());
+    for (std::uint64_t position = filter.getOffset(); position < end; ++position) {
+        state->answer.entries.push_back(all[position]);
     }
-    Load load = std::move(found->second);
-    _loads.erase(found);
-    return load;
+    state->answer.held = all.size();
+    state->answer.total = all.size();
+    finish(state, AnswerState::Answered);
 }
 
-void Client::Engine::pageLoaded(unsigned long operationId, const Nimra::ItemFilter& /*filter*/,
-                                Nimra::Page& page) {
-    const Load load = takeLoad(operationId);
-    if (!load.directory) {
+void Client::Engine::answerOffline(const State& state, const Directory& directory,
+                                   const FilterInternal& filter) {
+    if (!directory) {
+        fail(state, offline());
         return;
     }
-    try {
-        mergePage(load, page);
-    } catch (const std::exception& error) {
-        ++_statistics.failedLoads;
-        const Nimra::ServiceError reason(Nimra::Reason::Internal, error.what());
-        concludeEach(load, [&](const State& state) { fail(state, reason); });
-        return;
-    } catch (...) {
-        ++_statistics.failedLoads;
-        concludeEach(load, [](const State& state) { failWithoutWords(*state); });
-        return;
-    }
-    concludeEach(load, [&](const State& state) {
-        if (load.kind == LoadKind::LookUp) {
-            lookedUp(state, load.directory);
-        } else {
-            answer(state, *load.directory, load.filter);
-        }
-    });
-}
-
-void Client::Engine::failed(unsigned long operationId, const Nimra::ServiceError& error) {
-    ++_statistics.failedLoads;
-    const Load load = takeLoad(operationId);
-    concludeEach(load, [&](const State& state) {
-        if (load.kind != LoadKind::LookUp) {
-            state->answer.held = load.directory->count();
-            state->answer.total = load.directory->totalCount();
-        }
-        fail(state, error);
-    });
-}
-
-// Whoever waits must hear of the end, even without memory to say why, or would wait for ever.
-template <class Conclude>
-void Client::Engine::concludeEach(const Load& load, Conclude conclude) {
-    for (const Waiter& waiter : load.waiters) {
-        const State state = waiter.lock();
-        if (!state) {
-            continue;
-        }
-        try {
-            conclude(state);
-        } catch (...) {
-            failWithoutWords(*state);
-        }
-    }
-}
-
-void Client::Engine::mergePage(const Load& load, Nimra::Page& page) {
-    if (load.kind == LoadKind::Tags) {
-        refreshTags(page.tags);
-        _cache.addKeyValues(load.filter, load.directory, std::move(page.tags), page.totalCount);
-        return;
-    }
-    refreshFolders(page.folders);
-    if (page.documents.empty() && load.filter.getDataType() == FolderType) {
-        _cache.addItems(load.filter, load.directory, std::move(page.folders), page.totalCount);
-    } else if (page.folders.empty() && load.filter.getDataType() == DocumentType) {
-        _cache.addItems(load.filter, load.directory, std::move(page.documents), page.totalCount);
-    } else {
-        _cache.addItems(load.filter, load.directory, std::move(page.folders),
-                        std::move(page.documents), page.totalCount);
-    }
-    // What was found by name before may be gone now.
-    if (load.kind == LoadKind::Listing) {
-        const unsigned long folderId = load.filter.getDataId().front();
-        auto found = _found.lower_bound({folderId, {}});
-        while (found != _found.end() && found->first.first == folderId) {
-            found = _found.erase(found);
-        }
-    }
-}
-
-// The cache refreshes documents it knows when they are delivered again, but not folders.
-void Client::Engine::refreshFolders(const std::vector<Nimra::Folder>& folders) {
-    for (const Nimra::Folder& folder : folders) {
-        const auto container = _cache.castContainer(_cache.getItemInternal(folder.id));
-        if (const auto internal = OrmekCast::castItemInternal(container)) {
-            refresh(*internal, folder);
-            internal->driveId(folder.driveId);
-            internal->firstText(folder.secondLeading);
-            internal->secondText(folder.firstLeading);
-            internal->thirdText(folder.fourthTrailing);
-            internal->shares(folder.shares);
-            internal->setACLMap(folder.ownerId, folder.accessLevel);
-        }
-    }
-}
-
-// Nor does it refresh tags: what is kept under a key stays.
-void Client::Engine::refreshTags(const std::vector<Nimra::Tag>& tags) {
-    for (const Nimra::Tag& tag : tags) {
-        const auto kept = _cache.keyValues().find(tag.tagKey);
-        if (kept == _cache.keyValues().end()) {
-            continue;
-        }
-        if (const auto object = OrmekCast::castObjectInternal(_cache.castObject(kept->second))) {
-            // Another tag under the same key is the service's mistake, and not for us to mix.
-            if (object->id() != tag.id) {
-                continue;
-            }
-            refresh(*object, tag);
-            object->setKeyValues(tag.keyValues());
-        }
+    answer(state, *directory, filter);
+    if (!dynamic_cast<const QueryResultInternal&>(*directory).isPageLoaded(filter)) {
+        fail(state, offline());
     }
 }
 
@@ -411,7 +296,9 @@ void Client::Engine::refreshTags(const std::vector<Nimra::Tag>& tags) {
 
 void Client::Engine::walk(const State& state) {
     Query::State::Walk& walk = state->walk;
-    std::shared_ptr<Item> entry = _cache.getItemInternal(walk.entryId);
+    walk.entryId = current(walk.entryId);
+    std::shared_ptr<Item> entry =
+        isHidden(walk.entryId) ? nullptr : _cache.getItemInternal(walk.entryId);
     while (entry && !walk.rest.empty()) {
         if (!_cache.castContainer(entry)) {
             fail(state,
@@ -440,11 +327,27 @@ void Client::Engine::walk(const State& state) {
     }
 }
 
+std::deque<std::string> Client::Engine::partsOf(const std::string& path) {
+    std::deque<std::string> parts;
+    std::size_t begin = 0;
+    while (begin <= path.size()) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        std::string part = path.substr(begin, end - begin);
+        if (!part.empty() && part != ".") {
+            parts.push_back(std::move(part));
+        }
+        begin = end + 1;
+    }
+    return parts;
+}
+
 std::shared_ptr<Item> Client::Engine::heldEntry(unsigned long folderId, const std::string& name) {
-    const auto listing = _listings.find(folderId);
-    if (listing != _listings.end()) {
-        auto entry = listing->second->itemByName(name);
-        if (entry && entry->parentId() == folderId) {
+    if (const unsigned long edited = _edits.find(folderId, name)) {
+        return _cache.getItemInternal(edited);
+    }
+    if (const Directory listing = _listings.whole(folderId)) {
+        auto entry = listing->itemByName(name);
+        if (entry && entry->parentId() == folderId && !isHidden(entry->id())) {
             return entry;
         }
     }
@@ -453,7 +356,8 @@ std::shared_ptr<Item> Client::Engine::heldEntry(unsigned long folderId, const st
         return nullptr;
     }
     auto entry = _cache.getItemInternal(found->second);
-    if (entry && entry->parentId() == folderId && entry->name() == name) {
+    if (entry && entry->parentId() == folderId && entry->name() == name &&
+        !isHidden(found->second)) {
         return entry;
     }
     _found.erase(found);
@@ -463,6 +367,14 @@ std::shared_ptr<Item> Client::Engine::heldEntry(unsigned long folderId, const st
 // The page goes into a result set that nobody else knows, so that what was looked up by name is
 // cached without leaving a directory behind for each name.
 void Client::Engine::lookUp(const State& state, unsigned long folderId, const std::string& name) {
+    if (Nimra::isLocalId(folderId)) {
+        fail(state, noSuchEntry(state->walk.path));
+        return;
+    }
+    if (!online()) {
+        fail(state, offline());
+        return;
+    }
     FilterInternal filter = filterFor(folderId);
     filter.setPath(name);
     filter.setCount(1);
@@ -474,7 +386,7 @@ void Client::Engine::lookedUp(const State& state, const Directory& directory) {
     const std::shared_ptr<Item> entry = directory->itemByName(walk.rest.front());
     if (!entry) {
         doubtListing(walk.entryId, walk.rest.front());
-        fail(state, notFound("\"" + walk.path + "\": no such file or folder"));
+        fail(state, noSuchEntry(walk.path));
         return;
     }
     _found[{walk.entryId, walk.rest.front()}] = entry->id();
@@ -490,11 +402,11 @@ void Client::Engine::lookedUp(const State& state, const Directory& directory) {
 // A listing that shows what the service says is not there loses it, and is asked for again.
 void Client::Engine::doubtListing(unsigned long folderId, const std::string& name) {
     _found.erase({folderId, name});
-    const auto listing = _listings.find(folderId);
-    if (listing == _listings.end()) {
+    const Directory listing = _listings.whole(folderId);
+    if (!listing) {
         return;
     }
-    auto& directory = dynamic_cast<QueryResultInternal&>(*listing->second);
+    auto& directory = dynamic_cast<QueryResultInternal&>(*listing);
     if (const auto entry = directory.itemByName(name)) {
         directory.removeItem(entry->id());
         directory.invalidate();
@@ -543,10 +455,13 @@ void Client::Engine::finish(const State& state, AnswerState outcome) {
 
 // --- Looking -------------------------------------------------------------------------------
 
-std::shared_ptr<Item> Client::Engine::item(unsigned long id) { return _cache.getItemInternal(id); }
+std::shared_ptr<Item> Client::Engine::item(unsigned long id) {
+    return _cache.getItemInternal(current(id));
+}
 
 std::string Client::Engine::pathOf(unsigned long id) {
     std::string path;
+    id = current(id);
     // Changes made elsewhere can, for a while, leave folders that contain each other.
     for (unsigned long steps = _cache.itemsSize(); id != _rootId && steps != 0; --steps) {
         const std::shared_ptr<Item> entry = _cache.getItemInternal(id);

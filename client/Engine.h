@@ -1,8 +1,10 @@
 #pragma once
 
+#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -12,13 +14,21 @@
 #include "backend/StorageService.h"
 #include "backend/Worker.h"
 #include "cache/DirectoryCache.h"
+#include "client/ActionState.h"
 #include "client/Client.h"
+#include "client/Edits.h"
+#include "client/EventQueue.h"
+#include "client/Listings.h"
 #include "client/QueryState.h"
 
 namespace Ormek {
 
 /// What a `Client` is made of. Nothing here locks: the client holds `mutex` around every call, and
-/// the worker's answers are collected under it too.
+/// the worker's answers are collected under it too. Only `events` has a lock of its own.
+///
+/// The worker takes one operation at a time, in order, and reports in that order. So a page that
+/// arrives while an action has no outcome is how things were before that action, and an outcome
+/// says how things are after all actions before it.
 class Client::Engine : private Nimra::ItemEventProtocol {
   public:
     using State = std::shared_ptr<Query::State>;
@@ -38,14 +48,40 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     unsigned long collect();
     int fd() const { return _readable.get(); }
 
+    Action createDocument(const Target& folder, const std::string& name,
+                          std::unique_ptr<Nimra::ContentSource> content,
+                          const Nimra::KeyValues& keyValues);
+    Action createFolder(const Target& folder, const std::string& name);
+    Action rename(const Target& target, const std::string& newName);
+    Action move(const Target& target, const Target& folder);
+    Action remove(const Target& target);
+    Action saveMetaData(const Target& target, const Nimra::KeyValues& keyValues);
+    Action open(const Target& target);
+    Action openSession(const Target& target);
+    void releaseSession(const Nimra::DocumentSession& session);
+    bool cancel(unsigned long operationId);
+    std::vector<WaitingAction> waiting();
+    void setOnline(bool online);
+    bool online() const { return !_worker.paused(); }
+    /// Ends the worker and concludes whatever has no outcome.
+    void shutDown() noexcept;
+
+    void onRemoteChange(Nimra::Document document);
+    void onRemoteChange(Nimra::Folder folder);
+    void onRemoteRemoval(unsigned long id);
+    void onRemoteDoubt(unsigned long folderId);
+
     std::shared_ptr<Item> item(unsigned long id);
     std::string pathOf(unsigned long id);
     Statistics statistics();
 
     std::mutex mutex;
+    EventQueue events;
 
   private:
     using Directory = std::shared_ptr<QueryResult>;
+    using Values = std::optional<EntryValues>;
+    using Shown = std::optional<Edits::State>;
 
     enum class LoadKind { Listing, Tags, LookUp };
 
@@ -58,6 +94,24 @@ class Client::Engine : private Nimra::ItemEventProtocol {
         std::vector<Waiter> waiters;
     };
 
+    // An action without an outcome.
+    struct Undertaking {
+        ActionKind kind;
+        unsigned long entryId;
+        std::weak_ptr<Action::State> state;
+    };
+    using Undertakings = std::map<unsigned long, Undertaking>;  // By operation id.
+
+    // What an outcome carries besides success.
+    struct Result {
+        std::optional<Nimra::ServiceError> error;
+        std::shared_ptr<Nimra::DocumentStream> stream;
+        std::optional<Nimra::DocumentSession> session;
+    };
+
+    // What was shown of entries before something happened to them.
+    using Before = std::vector<std::pair<unsigned long, Values>>;
+
     // Refuses a second client for as long as the first one lives.
     class OnlyOne {
       public:
@@ -67,32 +121,33 @@ class Client::Engine : private Nimra::ItemEventProtocol {
         ~OnlyOne();
     };
 
+    // --- Answers of the worker -------------------------------------------------------------
+
     void pageLoaded(unsigned long operationId, const Nimra::ItemFilter& filter,
                     Nimra::Page& page) override;
+    void finished(unsigned long operationId, const Nimra::Document& document) override;
+    void streamsOpened(unsigned long operationId, const Nimra::Document& document,
+                       std::shared_ptr<Nimra::DocumentStream> stream) override;
+    void sessionOpened(unsigned long operationId, const Nimra::DocumentSession& session) override;
     void failed(unsigned long operationId, const Nimra::ServiceError& error) override;
+    void progress(unsigned long operationId, unsigned long done, unsigned long total) override;
+
+    // --- Questions (Engine.cpp) ------------------------------------------------------------
 
     State ask();
     bool isFolder(unsigned long id);
     FilterInternal filterFor(unsigned long folderId) const;
     FilterInternal filterFor(unsigned long folderId, const ListOptions& options) const;
-
-    bool join(const State& state, const FilterInternal& filter);
-    template <class Conclude>
-    void concludeEach(const Load& load, Conclude conclude);
-    void await(const State& state, LoadKind kind, const FilterInternal& filter,
-               const Directory& directory, unsigned long operationId);
-    void reload(const State& state, LoadKind kind, FilterInternal filter, Directory directory);
-    Load takeLoad(unsigned long operationId);
-
-    void mergePage(const Load& load, Nimra::Page& page);
-    void refreshFolders(const std::vector<Nimra::Folder>& folders);
-    void refreshTags(const std::vector<Nimra::Tag>& tags);
+    bool isWhole(const FilterInternal& filter) const;
+    void answerLocally(const State& state, const FilterInternal& filter);
+    void answerOffline(const State& state, const Directory& directory,
+                       const FilterInternal& filter);
 
     void walk(const State& state);
+    static std::deque<std::string> partsOf(const std::string& path);
     std::shared_ptr<Item> heldEntry(unsigned long folderId, const std::string& name);
     void lookUp(const State& state, unsigned long folderId, const std::string& name);
     void lookedUp(const State& state, const Directory& directory);
-
     void doubtListing(unsigned long folderId, const std::string& name);
 
     void answer(const State& state, const QueryResult& directory, const FilterInternal& filter);
@@ -100,6 +155,79 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void finish(const State& state, AnswerState outcome);
     void fail(const State& state, const Nimra::ServiceError& error);
     static void failWithoutWords(Query::State& state) noexcept;
+
+    // --- Loads and what they bring (EngineLoads.cpp) ----------------------------------------
+
+    static QueryResultInternal& internalOf(const Load& load);
+    static bool isCurrent(const Directory& directory, const FilterInternal& filter);
+    bool join(const State& state, const FilterInternal& filter);
+    template <class Conclude>
+    void concludeEach(const Load& load, Conclude conclude);
+    void await(const State& state, LoadKind kind, const FilterInternal& filter,
+               const Directory& directory, unsigned long operationId);
+    void reload(const State& state, LoadKind kind, FilterInternal filter, Directory directory);
+    Load takeLoad(unsigned long operationId);
+    void loadFailed(const Load& load, const Nimra::ServiceError& error);
+
+    void mergePage(const Load& load, Nimra::Page& page);
+    void mergeEntries(const Load& load, Nimra::Page& page);
+    void addToCache(const Load& load, Nimra::Page& page);
+    template <class Record>
+    void receive(Record& record, const Directory& directory);
+    void keepEdits(const Load& load, const std::vector<unsigned long>& delivered);
+    void dropVanished(const Load& load, const std::vector<std::shared_ptr<Item>>& stood);
+    void forgetFound(unsigned long folderId);
+    void refreshFolder(const Nimra::Folder& folder);
+    void refreshTags(const std::vector<Nimra::Tag>& tags);
+
+    template <class Record>
+    void changeElsewhere(Record record);
+    std::shared_ptr<Item> bringIn(Nimra::Document& document);
+    std::shared_ptr<Item> bringIn(Nimra::Folder& folder);
+
+    // --- Actions and outcomes (EngineActions.cpp) -------------------------------------------
+
+    std::shared_ptr<Item> held(const Target& target);
+    std::shared_ptr<Item> heldByPath(const std::string& path);
+    std::shared_ptr<Item> actedOn(const Target& target);
+    std::shared_ptr<Item> folderFor(const Target& target);
+    bool isWithin(unsigned long id, unsigned long folderId);
+
+    template <class Attempt>
+    Action attempt(ActionKind kind, Attempt attempt);
+    template <class Send>
+    Action undertake(ActionKind kind, const std::shared_ptr<Item>& item, const Edits::State& to,
+                     Send send);
+    unsigned long sendCreation(const Nimra::Document& record);
+    void takeBack(unsigned long id, unsigned long operationId);
+    unsigned long userFor(const std::vector<unsigned long>& ids) const;
+    void release();
+
+    std::optional<Undertaking> takeUndertaking(unsigned long operationId);
+    void applySuccess(const Undertaking& undertaking, unsigned long operationId,
+                      const Nimra::Document& record);
+    void refreshFrom(unsigned long id, Nimra::Document record, const Edits::State& shown);
+    static void refreshObject(ObjectInternal& object, const Nimra::Document& record);
+    void giveServerId(unsigned long localId, unsigned long serverId);
+    void failAction(const Undertaking& undertaking, unsigned long operationId,
+                    const Nimra::ServiceError& error);
+    void undo(const Undertaking& undertaking, unsigned long operationId,
+              const Nimra::ServiceError& error) noexcept;
+    void conclude(const Undertaking& undertaking, unsigned long operationId, Result result);
+
+    // --- What is shown of entries (EngineView.cpp) ------------------------------------------
+
+    /// The id that an entry has by now.
+    unsigned long current(unsigned long id) const { return _parked.serverId(id); }
+    bool isHidden(unsigned long id) const;
+    Shown shownOf(unsigned long id);
+    Values valuesOf(unsigned long id);
+    void show(unsigned long id, const Shown& was, const Shown& now);
+    void showFolder(const std::shared_ptr<Item>& item, const Shown& was, const Edits::State& now);
+    void lose(unsigned long id);
+    void invalidate(unsigned long folderId, const QueryResult* except = nullptr);
+    Before before(const std::vector<unsigned long>& ids);
+    void tell(const Before& before, bool ofArrivals = true);
 
     OnlyOne _onlyOne;
     std::unique_ptr<Nimra::StorageService> _service;
@@ -109,9 +237,11 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     ObjectUpdater _updater;
     QueuedOperationsManager _parked;
     DirectoryCache _cache;
+    Listings _listings{_cache};
+    Edits _edits;
     unsigned long _rootId = 0;
-    std::map<unsigned long, Load> _loads;                    // By operation id.
-    std::unordered_map<unsigned long, Directory> _listings;  // Whole folders, by folder id.
+    std::map<unsigned long, Load> _loads;  // By operation id.
+    Undertakings _undertakings;
     // Where an entry was found last. It may have moved or gone since: look before trusting it.
     std::map<std::pair<unsigned long, std::string>, unsigned long> _found;
     Statistics _statistics;

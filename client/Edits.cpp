@@ -1,0 +1,118 @@
+#include "client/Edits.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Ormek {
+
+void Edits::begin(unsigned long entryId, const std::optional<State>& served, Step step) {
+    const auto known = _entries.find(entryId);
+    if (known != _entries.end()) {
+        known->second.steps.push_back(std::move(step));
+        return;
+    }
+    Entry entry{served, {}};
+    entry.steps.push_back(std::move(step));
+    _entries.emplace(entryId, std::move(entry));
+}
+
+void Edits::number(unsigned long entryId, unsigned long operationId) noexcept {
+    const auto known = _entries.find(entryId);
+    if (known != _entries.end()) {
+        known->second.steps.back().operationId = operationId;
+    }
+}
+
+void Edits::served(unsigned long entryId, std::optional<State> served) {
+    const auto known = _entries.find(entryId);
+    if (known != _entries.end()) {
+        known->second.served = std::move(served);
+    }
+}
+
+std::optional<Edits::State> Edits::served(unsigned long entryId) const {
+    const auto known = _entries.find(entryId);
+    return known == _entries.end() ? std::nullopt : known->second.served;
+}
+
+std::optional<Edits::State> Edits::end(unsigned long entryId, unsigned long operationId) {
+    const auto known = _entries.find(entryId);
+    if (known == _entries.end()) {
+        return std::nullopt;
+    }
+    std::vector<Step>& steps = known->second.steps;
+    steps.erase(std::remove_if(steps.begin(), steps.end(),
+                               [&](const Step& step) { return step.operationId == operationId; }),
+                steps.end());
+    std::optional<State> now = shown(known->second);
+    if (steps.empty()) {
+        _entries.erase(known);
+    }
+    return now;
+}
+
+std::optional<Edits::State> Edits::shown(unsigned long entryId) const {
+    const auto known = _entries.find(entryId);
+    return known == _entries.end() ? std::nullopt : shown(known->second);
+}
+
+std::optional<Edits::State> Edits::shown(const Entry& entry) {
+    std::optional<State> state = entry.served;
+    for (const Step& step : entry.steps) {
+        if (step.kind == ActionKind::CreateDocument || step.kind == ActionKind::CreateFolder) {
+            state = step.to;
+        } else if (!state || step.kind == ActionKind::Remove) {
+            return std::nullopt;
+        } else if (step.kind == ActionKind::Rename) {
+            state->name = step.to.name;
+        } else if (step.kind == ActionKind::Move) {
+            state->folderId = step.to.folderId;
+        } else if (step.kind == ActionKind::SaveMetaData) {
+            state->keyValues = step.to.keyValues;
+        }
+    }
+    return state;
+}
+
+unsigned long Edits::find(unsigned long folderId, const std::string& name) const {
+    for (const auto& [id, entry] : _entries) {
+        const std::optional<State> state = shown(entry);
+        if (state && state->folderId == folderId && state->name == name) {
+            return id;
+        }
+    }
+    return 0;
+}
+
+std::vector<unsigned long> Edits::arrivals(unsigned long folderId) const {
+    std::vector<unsigned long> ids;
+    for (const auto& [id, entry] : _entries) {
+        const std::optional<State> state = shown(entry);
+        const bool isThere = entry.served && entry.served->folderId == folderId;
+        if (state && state->folderId == folderId && !isThere) {
+            ids.push_back(id);
+        }
+    }
+    return ids;
+}
+
+void Edits::rekey(unsigned long oldId, unsigned long newId) {
+    auto node = _entries.extract(oldId);
+    if (node) {
+        node.key() = newId;
+        _entries.insert(std::move(node));
+    }
+    const auto follow = [&](State& state) {
+        state.folderId = state.folderId == oldId ? newId : state.folderId;
+    };
+    for (auto& [id, entry] : _entries) {
+        if (entry.served) {
+            follow(*entry.served);
+        }
+        for (Step& step : entry.steps) {
+            follow(step.to);
+        }
+    }
+}
+
+}  // namespace Ormek

@@ -1,0 +1,390 @@
+// Loads, and how what the service says reaches the cache: pages, and changes made elsewhere.
+
+#include <algorithm>
+#include <limits>
+#include <stdexcept>
+#include <type_traits>
+
+#include "client/Engine.h"
+#include "client/EntryStates.h"
+#include "service/LocalIds.h"
+
+namespace Ormek {
+
+namespace {
+
+constexpr int TagService = 16;
+constexpr std::int32_t DocumentType = 4;
+constexpr std::int32_t FolderType = 8;
+
+bool samePage(const FilterInternal& a, const FilterInternal& b) {
+    return a.getOffset() == b.getOffset() && a.getCount() == b.getCount() && a.sameListing(b);
+}
+
+std::vector<unsigned long> idsOf(const Nimra::Page& page) {
+    std::vector<unsigned long> ids;
+    for (const Nimra::Folder& folder : page.folders) {
+        ids.push_back(folder.id);
+    }
+    for (const Nimra::Document& document : page.documents) {
+        ids.push_back(document.id);
+    }
+    return ids;
+}
+
+void checkIsServerId(unsigned long id) {
+    if (id == 0 || Nimra::isLocalId(id)) {
+        throw std::invalid_argument("not a server id: " + std::to_string(id));
+    }
+}
+
+template <class Record>
+void refresh(ItemInternal& item, const Record& record) {
+    item.name(record.name);
+    item.parentId(record.parentId);
+    item.ownerId(record.ownerId);
+    item.created(record.created);
+    item.updated(record.updated);
+    item.deleted(record.deleted);
+}
+
+}  // namespace
+
+QueryResultInternal& Client::Engine::internalOf(const Load& load) {
+    return dynamic_cast<QueryResultInternal&>(*load.directory);
+}
+
+bool Client::Engine::isCurrent(const Directory& directory, const FilterInternal& filter) {
+    const auto& internal = dynamic_cast<const QueryResultInternal&>(*directory);
+    return internal.isPageLoaded(filter) && internal.isPageCurrent(filter);
+}
+
+// --- Loads ---------------------------------------------------------------------------------
+
+bool Client::Engine::join(const State& state, const FilterInternal& filter) {
+    const auto underWay = std::find_if(_loads.begin(), _loads.end(), [&](const auto& entry) {
+        return entry.second.kind != LoadKind::LookUp && samePage(entry.second.filter, filter);
+    });
+    // What is held and current is answered from memory all the same.
+    if (underWay == _loads.end() || isCurrent(underWay->second.directory, filter)) {
+        return false;
+    }
+    underWay->second.waiters.push_back(state);
+    state->answer.source = AnswerSource::JoinedLoad;
+    ++_statistics.joinedLoads;
+    return true;
+}
+
+void Client::Engine::await(const State& state, LoadKind kind, const FilterInternal& filter,
+                           const Directory& directory, unsigned long operationId) {
+    ++_statistics.loads;
+    state->answer.source = AnswerSource::Load;
+    _loads.emplace(operationId, Load{kind, filter, directory, {state}});
+}
+
+void Client::Engine::reload(const State& state, LoadKind kind, FilterInternal filter,
+                            Directory directory) {
+    filter.setByPassCache(true);
+    const unsigned long operationId =
+        kind == LoadKind::Tags ? _cache.loadFromService(_services[TagService], filter, this)
+                               : _cache.get(filter, directory, this);
+    await(state, kind, filter, directory, operationId);
+}
+
+Client::Engine::Load Client::Engine::takeLoad(unsigned long operationId) {
+    const auto found = _loads.find(operationId);
+    if (found == _loads.end()) {
+        return {LoadKind::LookUp, {}, nullptr, {}};
+    }
+    Load load = std::move(found->second);
+    _loads.erase(found);
+    return load;
+}
+
+void Client::Engine::loadFailed(const Load& load, const Nimra::ServiceError& error) {
+    ++_statistics.failedLoads;
+    concludeEach(load, [&](const State& state) {
+        if (load.kind != LoadKind::LookUp) {
+            state->answer.held = load.directory->count();
+            state->answer.total = load.directory->totalCount();
+        }
+        fail(state, error);
+    });
+}
+
+void Client::Engine::pageLoaded(unsigned long operationId, const Nimra::ItemFilter& /*filter*/,
+                                Nimra::Page& page) {
+    const Load load = takeLoad(operationId);
+    if (!load.directory) {
+        return;
+    }
+    try {
+        mergePage(load, page);
+    } catch (const std::exception& error) {
+        ++_statistics.failedLoads;
+        const Nimra::ServiceError reason(Nimra::Reason::Internal, error.what());
+        concludeEach(load, [&](const State& state) { fail(state, reason); });
+        return;
+    } catch (...) {
+        ++_statistics.failedLoads;
+        concludeEach(load, [](const State& state) { failWithoutWords(*state); });
+        return;
+    }
+    concludeEach(load, [&](const State& state) {
+        if (load.kind == LoadKind::LookUp) {
+            lookedUp(state, load.directory);
+        } else {
+            answer(state, *load.directory, load.filter);
+        }
+    });
+}
+
+// Whoever waits must hear of the end, even without memory to say why, or would wait for ever.
+template <class Conclude>
+void Client::Engine::concludeEach(const Load& load, Conclude conclude) {
+    for (const Waiter& waiter : load.waiters) {
+        const State state = waiter.lock();
+        if (!state) {
+            continue;
+        }
+        try {
+            conclude(state);
+        } catch (...) {
+            failWithoutWords(*state);
+        }
+    }
+}
+
+// --- Merging -------------------------------------------------------------------------------
+
+void Client::Engine::mergePage(const Load& load, Nimra::Page& page) {
+    if (load.kind == LoadKind::Tags) {
+        refreshTags(page.tags);
+        _cache.addKeyValues(load.filter, load.directory, std::move(page.tags), page.totalCount);
+    } else {
+        mergeEntries(load, page);
+    }
+}
+
+void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
+    const std::vector<unsigned long> delivered = idsOf(page);
+    const bool wasLoaded =
+        load.kind == LoadKind::Listing && internalOf(load).isPageLoaded(load.filter);
+    const Before before = this->before(delivered);
+    std::vector<std::shared_ptr<Item>> stood;
+    if (wasLoaded && isWhole(load.filter)) {
+        stood = load.directory->page(load.filter.getOffset(), load.filter.getCount());
+    }
+    for (Nimra::Folder& folder : page.folders) {
+        receive(folder, load.directory);
+        refreshFolder(folder);
+    }
+    for (Nimra::Document& document : page.documents) {
+        receive(document, load.directory);
+    }
+    addToCache(load, page);
+    keepEdits(load, delivered);
+    if (load.kind == LoadKind::Listing) {
+        // What was found by name before may be gone now.
+        forgetFound(load.filter.getDataId().front());
+    }
+    tell(before, wasLoaded);
+    dropVanished(load, stood);
+}
+
+void Client::Engine::addToCache(const Load& load, Nimra::Page& page) {
+    if (page.documents.empty() && load.filter.getDataType() == FolderType) {
+        _cache.addItems(load.filter, load.directory, std::move(page.folders), page.totalCount);
+    } else if (page.folders.empty() && load.filter.getDataType() == DocumentType) {
+        _cache.addItems(load.filter, load.directory, std::move(page.documents), page.totalCount);
+    } else {
+        _cache.addItems(load.filter, load.directory, std::move(page.folders),
+                        std::move(page.documents), page.totalCount);
+    }
+}
+
+// What the service says of an entry, before it is merged: actions under way are applied to it, and
+// listings that it does not come with are told what is new about it.
+template <class Record>
+void Client::Engine::receive(Record& record, const Directory& directory) {
+    if (_edits.has(record.id)) {
+        _edits.served(record.id, stateOf(record));
+        if (const Shown shown = _edits.shown(record.id)) {
+            apply(*shown, record);
+        }
+    }
+    const std::shared_ptr<Item> known = _cache.getItemInternal(record.id);
+    if (!known) {
+        return;
+    }
+    if (known->parentId() != record.parentId) {
+        const unsigned long left = known->parentId();
+        _listings.leave(left, record.id);
+        invalidate(left, directory.get());
+        _cache.onRemoteObjectMoved(record.parentId, record.id);
+    } else if (known->name() != record.name) {
+        invalidate(record.parentId, directory.get());
+    }
+}
+
+// A page that was asked for before an action does not undo it.
+void Client::Engine::keepEdits(const Load& load, const std::vector<unsigned long>& delivered) {
+    const unsigned long folderId = load.filter.getDataId().front();
+    for (const unsigned long id : delivered) {
+        if (!_edits.has(id)) {
+            continue;
+        }
+        const Shown shown = _edits.shown(id);
+        if (!shown || shown->folderId != folderId) {
+            _listings.remember(folderId, id);
+            _listings.leave(folderId, id);
+            internalOf(load).removeItem(id);
+        }
+    }
+    for (const unsigned long id : _edits.arrivals(folderId)) {
+        if (const std::shared_ptr<Item> item = _cache.getItemInternal(id)) {
+            _listings.enter(item);
+        }
+    }
+}
+
+// Once a listing is known from end to end, what stood in it and does no longer is gone.
+void Client::Engine::dropVanished(const Load& load,
+                                  const std::vector<std::shared_ptr<Item>>& stood) {
+    if (stood.empty()) {
+        return;
+    }
+    FilterInternal all = load.filter;
+    all.setOffset(0);
+    all.setCount(std::numeric_limits<std::uint32_t>::max());
+    if (!internalOf(load).isPageCurrent(all)) {
+        return;
+    }
+    const unsigned long folderId = load.filter.getDataId().front();
+    for (const std::shared_ptr<Item>& item : stood) {
+        const unsigned long id = item->id();
+        if (!_edits.has(id) && item->parentId() == folderId && !load.directory->contains(id)) {
+            lose(id);
+        }
+    }
+}
+
+void Client::Engine::forgetFound(unsigned long folderId) {
+    auto found = _found.lower_bound({folderId, {}});
+    while (found != _found.end() && found->first.first == folderId) {
+        found = _found.erase(found);
+    }
+}
+
+// The cache refreshes documents it knows when they are delivered again, but not folders.
+void Client::Engine::refreshFolder(const Nimra::Folder& folder) {
+    const auto container = _cache.castContainer(_cache.getItemInternal(folder.id));
+    if (const auto internal = OrmekCast::castItemInternal(container)) {
+        refresh(*internal, folder);
+        internal->driveId(folder.driveId);
+        internal->firstText(folder.secondLeading);
+        internal->secondText(folder.firstLeading);
+        internal->thirdText(folder.fourthTrailing);
+        internal->shares(folder.shares);
+        internal->setACLMap(folder.ownerId, folder.accessLevel);
+    }
+}
+
+// Nor does it refresh tags: what is kept under a key stays.
+void Client::Engine::refreshTags(const std::vector<Nimra::Tag>& tags) {
+    for (const Nimra::Tag& tag : tags) {
+        const auto kept = _cache.keyValues().find(tag.tagKey);
+        if (kept == _cache.keyValues().end()) {
+            continue;
+        }
+        if (const auto object = OrmekCast::castObjectInternal(_cache.castObject(kept->second))) {
+            // Another tag under the same key is the service's mistake, and not for us to mix.
+            if (object->id() != tag.id) {
+                continue;
+            }
+            refresh(*object, tag);
+            object->setKeyValues(tag.keyValues());
+        }
+    }
+}
+
+// --- Changes made elsewhere ----------------------------------------------------------------
+
+void Client::Engine::onRemoteChange(Nimra::Document document) {
+    changeElsewhere(std::move(document));
+}
+
+void Client::Engine::onRemoteChange(Nimra::Folder folder) { changeElsewhere(std::move(folder)); }
+
+template <class Record>
+void Client::Engine::changeElsewhere(Record record) {
+    checkIsServerId(record.id);
+    if (record.id == _rootId) {
+        throw std::invalid_argument("the root folder cannot be changed");
+    }
+    constexpr bool IsFolder = std::is_same_v<Record, Nimra::Folder>;
+    const std::shared_ptr<Item> known = _cache.getItemInternal(record.id);
+    const bool isFolderHere = dynamic_cast<const Container*>(known.get()) != nullptr;
+    if (known && isFolderHere != IsFolder) {
+        lose(record.id);
+    }
+    if (!_cache.castContainer(_cache.getItemInternal(record.parentId))) {
+        lose(record.id);
+        return;
+    }
+    const Before before = this->before({record.id});
+    const unsigned long folderId = record.parentId;
+    receive(record, nullptr);
+    const std::shared_ptr<Item> item = bringIn(record);
+    if (!isHidden(item->id())) {
+        _listings.enter(item);
+    }
+    invalidate(folderId);
+    tell(before);
+}
+
+void Client::Engine::refreshObject(ObjectInternal& object, const Nimra::Document& record) {
+    refresh(object, record);
+    object.length(record.length);
+    object.setMimeType(record.mimeType);
+    object.setKeyValues(record.keyValues());
+    object.description(record.description);
+    object.setACLMap(record.ownerId, record.aclMode);
+    object._shares = record.shares;
+    object._state = record.state;
+    object.dataLoaded(true);
+}
+
+std::shared_ptr<Item> Client::Engine::bringIn(Nimra::Document& document) {
+    if (const auto known =
+            OrmekCast::castObjectInternal(_cache.castObject(_cache.getItemInternal(document.id)))) {
+        refreshObject(*known, document);
+        return known;
+    }
+    const std::shared_ptr<Object> made = _cache.cacheObjectPtrInternal(_cache.getObject(document));
+    _cache.updateItemId(document.id, document.id);
+    return made;
+}
+
+std::shared_ptr<Item> Client::Engine::bringIn(Nimra::Folder& folder) {
+    if (const auto known = _cache.getItemInternal(folder.id)) {
+        refreshFolder(folder);
+        return known;
+    }
+    const std::shared_ptr<Container> made = _cache.getContainer(folder);
+    _cache.cacheContainerPtrInternal(made);
+    _cache.updateItemId(folder.id, folder.id);
+    return made;
+}
+
+void Client::Engine::onRemoteRemoval(unsigned long id) {
+    if (id == _rootId) {
+        throw std::invalid_argument("the root folder cannot be removed");
+    }
+    checkIsServerId(id);
+    lose(id);
+}
+
+void Client::Engine::onRemoteDoubt(unsigned long folderId) { invalidate(folderId); }
+
+}  // namespace Ormek

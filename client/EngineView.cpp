@@ -1,0 +1,153 @@
+// What is shown of an entry while actions on it are under way, and who is told when it changes.
+
+#include "client/Engine.h"
+#include "client/EntryStates.h"
+
+namespace Ormek {
+
+Edits::State stateOf(const Item& item) {
+    const auto* object = dynamic_cast<const Object*>(&item);
+    return {item.parentId(), item.name(), object ? object->keyValues() : Nimra::KeyValues()};
+}
+
+Edits::State stateOf(const Nimra::Document& document) {
+    return {document.parentId, document.name, document.keyValues()};
+}
+
+Edits::State stateOf(const Nimra::Folder& folder) { return {folder.parentId, folder.name, {}}; }
+
+void apply(const Edits::State& state, Nimra::Document& document) {
+    document.parentId = state.folderId;
+    document.name = state.name;
+    document._keyValues = state.keyValues;
+}
+
+void apply(const Edits::State& state, Nimra::Folder& folder) {
+    folder.parentId = state.folderId;
+    folder.name = state.name;
+}
+
+bool Client::Engine::isHidden(unsigned long id) const {
+    return _edits.has(id) && !_edits.shown(id);
+}
+
+Client::Engine::Shown Client::Engine::shownOf(unsigned long id) {
+    if (_edits.has(id)) {
+        return _edits.shown(id);
+    }
+    const std::shared_ptr<Item> item = _cache.getItemInternal(id);
+    return item ? Shown(stateOf(*item)) : std::nullopt;
+}
+
+Client::Engine::Values Client::Engine::valuesOf(unsigned long id) {
+    const std::shared_ptr<Item> item = isHidden(id) ? nullptr : _cache.getItemInternal(id);
+    if (!item) {
+        return std::nullopt;
+    }
+    const auto* object = dynamic_cast<const Object*>(item.get());
+    EntryValues values;
+    values.folderId = item->parentId();
+    values.name = item->name();
+    values.isFolder = object == nullptr;
+    values.updated = item->updated();
+    if (object) {
+        values.length = object->length();
+        values.mimeType = object->mimeType();
+        values.keyValues = object->keyValues();
+    }
+    return values;
+}
+
+// Brings the cache in line with what is to be shown of an entry.
+void Client::Engine::show(unsigned long id, const Shown& was, const Shown& now) {
+    const std::shared_ptr<Item> item = _cache.getItemInternal(id);
+    if (!item || (!was && !now)) {
+        return;
+    }
+    if (!now) {
+        _listings.remember(was->folderId, id);
+        _listings.leave(was->folderId, id);
+        return;
+    }
+    if (item->name() != now->name) {
+        _cache.renameItem(id, now->name);
+        _listings.refit(item);
+    }
+    if (const auto object = OrmekCast::castObjectInternal(_cache.castObject(item))) {
+        object->setKeyValues(now->keyValues);
+    }
+    showFolder(item, was, *now);
+}
+
+void Client::Engine::showFolder(const std::shared_ptr<Item>& item, const Shown& was,
+                                const Edits::State& now) {
+    if (item->parentId() != now.folderId) {
+        _cache.onRemoteObjectMoved(now.folderId, item->id());
+    }
+    if (was && was->folderId != now.folderId) {
+        _listings.leave(was->folderId, item->id());
+    }
+    if (!was || was->folderId != now.folderId) {
+        _listings.enter(item);
+    }
+}
+
+// The service has an entry no longer, nor what was in it. Actions on it that are under way will
+// fail, and say so; until then it is only hidden.
+void Client::Engine::lose(unsigned long id) {
+    const std::shared_ptr<Item> item = _cache.getItemInternal(id);
+    if (!item) {
+        return;
+    }
+    if (_cache.castContainer(item)) {
+        for (const std::shared_ptr<Item>& child : _cache.getChildren(id)) {
+            const Shown served = _edits.served(child->id());
+            if (!_edits.has(child->id()) || (served && served->folderId == id)) {
+                lose(child->id());
+            }
+        }
+    }
+    const Before before = this->before({id});
+    const Shown was = shownOf(id);
+    if (_edits.has(id)) {
+        _edits.served(id, std::nullopt);
+        show(id, was, _edits.shown(id));
+    } else {
+        _listings.leave(item->parentId(), id);
+        _listings.close(id);
+        _listings.forget(id);
+        _cache.removeItem(item->parentId(), id);
+    }
+    tell(before);
+}
+
+void Client::Engine::invalidate(unsigned long folderId, const QueryResult* except) {
+    if (_listings.invalidate(folderId, except)) {
+        events.push(ListingInvalidated{folderId});
+    }
+}
+
+Client::Engine::Before Client::Engine::before(const std::vector<unsigned long>& ids) {
+    Before before;
+    if (events.hasListeners()) {
+        for (const unsigned long id : ids) {
+            before.emplace_back(id, valuesOf(id));
+        }
+    }
+    return before;
+}
+
+void Client::Engine::tell(const Before& before, bool ofArrivals) {
+    for (const auto& [id, was] : before) {
+        const Values now = valuesOf(id);
+        if (was && !now) {
+            events.push(EntryRemoved{id, *was});
+        } else if (was && *was != *now) {
+            events.push(EntryChanged{id, *was, *now});
+        } else if (!was && now && ofArrivals) {
+            events.push(EntryAdded{id, *now});
+        }
+    }
+}
+
+}  // namespace Ormek

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <unordered_map>
+#include <vector>
+
+#include "cache/DirectoryCache.h"
+
+namespace Ormek {
+
+/// The listings in a cache, as edits by the user and changes elsewhere concern them: an edit is
+/// told to every listing that shows its folder, and can be taken back.
+///
+/// Not safe to share between threads; the cache must outlive it.
+class Listings {
+  public:
+    explicit Listings(DirectoryCache& cache) : _cache(cache) {}
+
+    /// The listing of a folder that only this machine knows: all that was made in it.
+    std::shared_ptr<QueryResult> open(const FilterInternal& filter);
+    /// The listing of a whole folder, in ascending order; empty when it was never asked for.
+    std::shared_ptr<QueryResult> whole(unsigned long folderId) const;
+    void setWhole(unsigned long folderId, std::shared_ptr<QueryResult> listing);
+
+    /// Remembers where an entry stands in the listings of its folder, for when it comes back.
+    void remember(unsigned long folderId, unsigned long id);
+    /// Forgets what was remembered of an entry.
+    void forget(unsigned long id);
+    /// Takes an entry out of every listing of a folder.
+    void leave(unsigned long folderId, unsigned long id);
+    /// Puts an entry into every listing of its folder that it belongs to: to where it is remembered
+    /// to have stood, if that was in this folder, else to the end.
+    void enter(const std::shared_ptr<Item>& entry);
+    /// An entry has another name: searches in its folder that it belongs to now have it, others do
+    /// not.
+    void refit(const std::shared_ptr<Item>& entry) noexcept;
+    /// Every page of every listing of the folder, but for `except`, is to be loaded before it is
+    /// shown again. Returns whether there was any such listing.
+    bool invalidate(unsigned long folderId, const QueryResult* except = nullptr);
+    /// Opens the listings of a folder anew, under the id that the service has given it, with all
+    /// their entries; the old ones are left behind empty.
+    void rekey(unsigned long localId, unsigned long serverId);
+    /// Empties the listings of a folder that is gone.
+    void close(unsigned long folderId);
+
+  private:
+    // Where an entry stood in a listing; at no held position when it was a local addition.
+    struct Spot {
+        std::weak_ptr<QueryResult> listing;
+        std::optional<unsigned long> position;
+    };
+    struct Spots {
+        unsigned long folderId = 0;
+        std::vector<Spot> spots;
+    };
+
+    template <class Use>
+    void each(Use use) const;
+    template <class Use>
+    void eachOf(unsigned long folderId, Use use) const;
+
+    DirectoryCache& _cache;
+    std::unordered_map<unsigned long, std::shared_ptr<QueryResult>> _whole;  // By folder id.
+    std::unordered_map<unsigned long, Spots> _spots;                         // By entry id.
+};
+
+}  // namespace Ormek

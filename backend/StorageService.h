@@ -21,7 +21,8 @@ class StorageService : public DocumentServiceNetwork {
     virtual Folder root();
 
     /// Makes a folder of that name in the folder `parentId`, under an id of the server's own, and
-    /// returns it as the server has it now. Throws ServiceError; what is not overridden refuses.
+    /// returns it as the server has it now. A worker calls it for the creation of a document whose
+    /// record has type 8. Throws ServiceError; what is not overridden refuses.
     virtual Folder makeFolder(const Folder& folder);
 };
 

@@ -14,6 +14,7 @@
 #include <system_error>
 #include <utility>
 
+#include "backend/StorageService.h"
 #include "backend/SystemError.h"
 #include "service/DataLoaderOperation.h"
 #include "service/DataService.h"
@@ -63,6 +64,8 @@ enum Kind : unsigned {
     SaveMetaData = 13,
 };
 
+constexpr unsigned char FolderType = 8;
+
 /// Takes `prefix` off the front of the text; false when it does not start with it.
 bool skip(std::string_view& text, std::string_view prefix) {
     const bool found = text.starts_with(prefix);
@@ -111,6 +114,26 @@ ItemEventProtocol* protocolOf(const Operation& operation) {
 const FileOperation* asCreation(const Operation& operation) {
     const auto* file = dynamic_cast<const FileOperation*>(&operation);
     return file && file->kind() == Create ? file : nullptr;
+}
+
+/// The document record that stands for a folder.
+Document folderAsDocument(const Folder& folder) {
+    Document record(folder.id, folder.parentId, folder.ownerId, folder.name);
+    record.type = FolderType;
+    record.created = folder.created;
+    record.updated = folder.updated;
+    record.deleted = folder.deleted;
+    record.aclMode = folder.accessLevel;
+    return record;
+}
+
+Document makeFolder(DocumentService& service, const Document& record) {
+    auto* storage = dynamic_cast<StorageService*>(&service);
+    if (!storage) {
+        throw ServiceError(Reason::Refused, "this service does not make folders");
+    }
+    const Folder wanted(record.id, record.parentId, record.ownerId, record.name);
+    return folderAsDocument(storage->makeFolder(wanted));
 }
 
 std::exception_ptr failure(Reason reason, const std::string& text) {
@@ -290,6 +313,9 @@ Worker::Answer Worker::executeFile(const FileOperation& operation, ContentSource
     const Document& document = operation.document();
     switch (operation.kind()) {
         case Create:
+            if (document.type == FolderType) {
+                return makeFolder(*service, document);
+            }
             return service->create(document, content, [&](unsigned long done, unsigned long total) {
                 noteProgress(operation, done, total);
             });

@@ -24,8 +24,9 @@ class FileOperation;
 class ItemEventProtocol;
 
 /// Executes operations on a thread of its own, one after the other, in the order they were queued:
-/// pages of listings, what a user does to a document, and sessions, which are asked for as a
-/// listing of a document service by the url "/v1/documents/<folder>/<document>/session".
+/// pages of listings, what a user does to a document or a folder, and sessions, which are asked for
+/// as a listing of a document service by the url "/v1/documents/<folder>/<document>/session". A
+/// folder is made by a creation whose record has type 8, if the service is a StorageService.
 ///
 /// A finished operation waits, together with its answer, until `collect()` hands the answer to the
 /// operation's protocol on the caller's thread and destroys the operation there. The worker never
@@ -52,7 +53,8 @@ class Worker : public OperationHandler {
 
     /// What the creation of the document with this id (the local one, which the operation has)
     /// uploads; null takes it back. To be called before the operation is queued; without a source
-    /// the document is empty. It serves one operation, and is destroyed with it.
+    /// the document is empty. It serves one operation, and is destroyed with it. The creation of a
+    /// folder, by a record of type 8, does not read it.
     void setContent(unsigned long documentId, std::unique_ptr<ContentSource> content);
     /// Takes an operation that has not started out of the queue and makes it a failed answer. False
     /// when it has started or is not here.

@@ -25,7 +25,7 @@ class DocumentService : public DataService {
     ~DocumentService() override;
 
     /// Makes a document of that name and those key values in the folder `parentId`, under an id of
-    /// the server's own. `content` may be null, for none; `progress` may be empty.
+    /// the server's own. `content` may be null, for none; `progress` may be empty. Not for folders.
     virtual Document create(const Document& document, ContentSource* content,
                             const Progress& progress);
     /// Moves what has that id into the folder `parentId`.

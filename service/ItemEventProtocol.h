@@ -27,7 +27,8 @@ class ItemEventProtocol {
     virtual void pageLoaded(unsigned long operationId, const ItemFilter& filter, Page& page);
     /// A creation, move, removal, renaming or saving of metadata has taken effect. `document` is
     /// the record as the server has it now, under the server's id, which a creation gives; after a
-    /// removal it is the record that was asked with. A folder's has type 8.
+    /// removal it is the record that was asked with. A folder's has type 8, the one that a creation
+    /// has made included.
     virtual void finished(unsigned long operationId, const Document& document);
     /// The content of a document is open for reading. `document` is as the server has it.
     virtual void streamsOpened(unsigned long operationId, const Document& document,

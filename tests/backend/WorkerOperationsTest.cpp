@@ -142,8 +142,26 @@ class ScriptedDocuments : public DocumentService {
     std::function<Document(const Document&)> onRename = [](const Document& asked) { return asked; };
 };
 
+/// Makes the folder it is given beforehand, whatever it is asked for.
+class ScriptedStorage : public StorageService {
+  public:
+    Folder makeFolder(const Folder& folder) override {
+        asked = folder;
+        return made;
+    }
+
+    Folder asked;
+    Folder made;
+};
+
 class WorkerOperationsTest : public ActionFixture {
   protected:
+    static Document folderRecord(unsigned long id, unsigned long parentId,
+                                 const std::string& name) {
+        Document folder = record(id, parentId, name);
+        folder.type = 8;
+        return folder;
+    }
     void queue(unsigned long id, const Document& document, unsigned kind) {
         queue(id, document, kind, &service, &diary);
     }
@@ -241,6 +259,67 @@ TEST_F(WorkerOperationsTest, ContentEndsWithItsOperationOnTheCollectorsThread) {
     EXPECT_EQ(ended, std::thread::id());
     worker.collect();
     EXPECT_EQ(ended, std::this_thread::get_id());
+}
+
+TEST_F(WorkerOperationsTest, ACreationOfTypeEightMakesAFolder) {
+    worker.setContent(1000, std::make_unique<TextSource>("never read"));
+    queue(1, folderRecord(1000, 1, "f"), Create);
+    finish(1);
+    EXPECT_THAT(diary.lines, ElementsAre("1 finished f"));
+    ASSERT_EQ(diary.documents.size(), 1U);
+    const Document made = diary.documents[0];
+    EXPECT_EQ(made.type, 8);
+    EXPECT_EQ(made.id, folderId("f"));
+    EXPECT_EQ(made.parentId, 1U);
+    EXPECT_TRUE(std::filesystem::is_directory(path("f")));
+
+    queue(2, folderRecord(1001, made.id, "inner"), Create);
+    queue(3, folderRecord(1002, 1, "f"), Create);
+    queue(4, record(1000, 1, "document"), Create);
+    finish(4);
+    EXPECT_THAT(onDisk("f"), ElementsAre("inner"));
+    EXPECT_THAT(diary.reasons, ElementsAre(Reason::Exists));
+    EXPECT_EQ(content("document"), "") << "the content was the folder's";
+}
+
+TEST_F(WorkerOperationsTest, AMadeFolderIsAnsweredAsTheServiceHasIt) {
+    ScriptedStorage storage;
+    storage.made = Folder(5, 6, 7, "made");
+    storage.made.created = 11;
+    storage.made.updated = 12;
+    storage.made.deleted = 13;
+    storage.made.accessLevel = 2;
+    Document asked = folderRecord(1000, 20, "asked");
+    asked.ownerId = 30;
+    queue(1, asked, Create, &storage, &diary);
+    finish(1);
+    EXPECT_EQ(storage.asked.id, 1000U);
+    EXPECT_EQ(storage.asked.parentId, 20U);
+    EXPECT_EQ(storage.asked.ownerId, 30U);
+    EXPECT_EQ(storage.asked.name, "asked");
+
+    ASSERT_EQ(diary.documents.size(), 1U);
+    const Document& answer = diary.documents[0];
+    EXPECT_EQ(answer.type, 8);
+    EXPECT_EQ(answer.id, 5U);
+    EXPECT_EQ(answer.parentId, 6U);
+    EXPECT_EQ(answer.ownerId, 7U);
+    EXPECT_EQ(answer.name, "made");
+    EXPECT_EQ(answer.created, 11U);
+    EXPECT_EQ(answer.updated, 12U);
+    EXPECT_EQ(answer.deleted, 13U);
+    EXPECT_EQ(answer.aclMode, 2);
+}
+
+TEST_F(WorkerOperationsTest, OnlyAStorageServiceMakesFolders) {
+    StorageService silent;
+    queue(1, folderRecord(1000, 1, "f"), Create, &scripted, &diary);
+    queue(2, folderRecord(1000, 1, "f"), Create, &silent, &diary);
+    queue(3, folderRecord(1000, 1, "f"), Create, nullptr, &diary);
+    finish(3);
+    EXPECT_EQ(diary.reasons, std::vector<Reason>(3, Reason::Refused));
+    EXPECT_EQ(diary.texts[0], "this service does not make folders");
+    EXPECT_THAT(diary.texts[2], HasSubstr("no service"));
 }
 
 TEST_F(WorkerOperationsTest, FailuresCarryTheReason) {

@@ -185,7 +185,9 @@ void QueuedOperationsManager::push(Nimra::Operation* operation) {
     std::unique_ptr<Nimra::Operation> owned(operation);
     const std::lock_guard lock(_mutex);
     putRight(*owned);
+    const Facts facts = factsOf(*owned);
     _operations.push_back(std::move(owned));
+    _anyReady = _anyReady || (facts.needed.empty() && !facts.lacksUser && !facts.lacksId);
 }
 
 unsigned long QueuedOperationsManager::size() const {
@@ -247,6 +249,7 @@ bool QueuedOperationsManager::names(const std::vector<unsigned long>& ids) const
 }
 
 void QueuedOperationsManager::putAllRight() noexcept {
+    _anyReady = true;
     for (const auto& operation : _operations) {
         putRight(*operation);
     }
@@ -282,11 +285,16 @@ unsigned long QueuedOperationsManager::known(unsigned long id) const noexcept {
 
 QueuedOperationsManager::Operations QueuedOperationsManager::takeReady() {
     const std::lock_guard lock(_mutex);
+    if (!_anyReady) {
+        return {};
+    }
     std::vector<bool> leaving;
     for (const Waiting& operation : assess()) {
         leaving.push_back(operation.ready());
     }
-    return extract(leaving);
+    Operations taken = extract(leaving);
+    _anyReady = false;
+    return taken;
 }
 
 QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(unsigned long localId) {
@@ -304,6 +312,7 @@ QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(unsi
             }
         }
     }
+    _anyReady = true;
     return extract(leaving);
 }
 
@@ -317,6 +326,7 @@ std::unique_ptr<Nimra::Operation> QueuedOperationsManager::cancel(unsigned long 
     }
     std::unique_ptr<Nimra::Operation> cancelled = std::move(*found);
     _operations.erase(found);
+    _anyReady = true;
     return cancelled;
 }
 

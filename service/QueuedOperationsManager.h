@@ -94,6 +94,7 @@ class QueuedOperationsManager {
 
     mutable std::mutex _mutex;
     Operations _operations;
+    bool _anyReady = false;  // False when certainly none is: looking would be in vain.
     std::map<unsigned long, unsigned long> _serverIds;  // By local id.
     unsigned long _userId = 0;
 };

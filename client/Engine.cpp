@@ -139,11 +139,11 @@ Client::Engine::State Client::Engine::list(unsigned long folderId, const ListOpt
         answerLocally(state, filter);
         return state;
     }
-    if (!fresh && join(state, filter)) {
-        return state;
-    }
     if (!online()) {
         answerOffline(state, _cache.getDirectory(filter), filter);
+        return state;
+    }
+    if (!fresh && join(state, filter)) {
         return state;
     }
     Directory directory = fresh ? _cache.getDirectory(filter) : nullptr;
@@ -179,12 +179,12 @@ Client::Engine::State Client::Engine::tags(unsigned long folderId, const ListOpt
         finish(state, AnswerState::Answered);
         return state;
     }
-    const bool fresh = options.freshness == Freshness::Reload;
-    if (!fresh && join(state, filter)) {
-        return state;
-    }
     if (!online()) {
         answerOffline(state, _cache.getKeyValueDirectory(filter), filter);
+        return state;
+    }
+    const bool fresh = options.freshness == Freshness::Reload;
+    if (!fresh && join(state, filter)) {
         return state;
     }
     Directory directory;
@@ -282,12 +282,12 @@ void Client::Engine::answerLocally(const State& state, const FilterInternal& fil
 
 void Client::Engine::answerOffline(const State& state, const Directory& directory,
                                    const FilterInternal& filter) {
-    if (!directory) {
-        fail(state, offline());
-        return;
+    if (directory) {
+        fill(state->answer, *directory, filter);
     }
-    answer(state, *directory, filter);
-    if (!dynamic_cast<const QueryResultInternal&>(*directory).isPageLoaded(filter)) {
+    if (directory && dynamic_cast<const QueryResultInternal&>(*directory).isPageLoaded(filter)) {
+        finish(state, AnswerState::Answered);
+    } else {
         fail(state, offline());
     }
 }
@@ -417,10 +417,15 @@ void Client::Engine::doubtListing(unsigned long folderId, const std::string& nam
 
 void Client::Engine::answer(const State& state, const QueryResult& directory,
                             const FilterInternal& filter) {
-    state->answer.entries = directory.page(filter.getOffset(), filter.getCount());
-    state->answer.held = directory.count();
-    state->answer.total = directory.totalCount();
+    fill(state->answer, directory, filter);
     finish(state, AnswerState::Answered);
+}
+
+void Client::Engine::fill(Answer& answer, const QueryResult& directory,
+                          const FilterInternal& filter) {
+    answer.entries = directory.page(filter.getOffset(), filter.getCount());
+    answer.held = directory.count();
+    answer.total = directory.totalCount();
 }
 
 void Client::Engine::answer(const State& state, const std::shared_ptr<Item>& entry) {

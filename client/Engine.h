@@ -151,6 +151,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void doubtListing(unsigned long folderId, const std::string& name);
 
     void answer(const State& state, const QueryResult& directory, const FilterInternal& filter);
+    static void fill(Answer& answer, const QueryResult& directory, const FilterInternal& filter);
     void answer(const State& state, const std::shared_ptr<Item>& entry);
     void finish(const State& state, AnswerState outcome);
     void fail(const State& state, const Nimra::ServiceError& error);
@@ -225,6 +226,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void show(unsigned long id, const Shown& was, const Shown& now);
     void showFolder(const std::shared_ptr<Item>& item, const Shown& was, const Edits::State& now);
     void lose(unsigned long id);
+    void forget(unsigned long id);
     void invalidate(unsigned long folderId, const QueryResult* except = nullptr);
     Before before(const std::vector<unsigned long>& ids);
     void tell(const Before& before, bool ofArrivals = true);

@@ -144,6 +144,7 @@ Action Client::Engine::undertake(ActionKind kind, const std::shared_ptr<Item>& i
     try {
         state->outcome.operationId = send();
     } catch (...) {
+        _worker.setContent(id, nullptr);
         takeBack(id, 0);
         throw;
     }
@@ -172,7 +173,7 @@ void Client::Engine::takeBack(unsigned long id, unsigned long operationId) {
     }
     _listings.forget(id);
     if (!now) {
-        lose(id);
+        forget(id);
     }
 }
 
@@ -205,7 +206,6 @@ Action Client::Engine::createDocument(const Target& folder, const std::string& n
         record.length = content ? content->size() : 0;
         record._keyValues = keyValues;
         const std::shared_ptr<Object> object = _cache.getObject(record);
-        _worker.setContent(record.id, std::move(content));
         const auto send = [&] {
             // The cache looks at the folder alone, and would send it at once.
             const bool overtakes = !Nimra::isLocalId(folderId) && _parked.names({folderId});
@@ -213,6 +213,7 @@ Action Client::Engine::createDocument(const Target& folder, const std::string& n
                              : _cache.createObject(object, keyValues, _userId, this);
         };
         return undertake(ActionKind::CreateDocument, object, stateOf(*object), [&] {
+            _worker.setContent(record.id, std::move(content));
             _listings.enter(_cache.cacheObjectPtrInternal(object));
             return send();
         });
@@ -440,9 +441,9 @@ void Client::Engine::applySuccess(const Undertaking& undertaking, unsigned long 
     show(id, was, now);
     if (!_edits.has(id)) {
         _listings.forget(id);
-    }
-    if (!now && !_edits.has(id)) {
-        lose(id);
+        if (!now) {
+            forget(id);
+        }
     }
     // Where it stands in the service's order is not known.
     if (!removed && undertaking.kind != ActionKind::SaveMetaData) {
@@ -475,7 +476,9 @@ void Client::Engine::giveServerId(unsigned long localId, unsigned long serverId)
     }
     _parked.idKnown(localId, serverId);
     _cache.updateItemId(localId, serverId);
-    _cache.updateItemParentIds(localId, serverId);
+    if (_cache.castContainer(item)) {
+        _cache.updateItemParentIds(localId, serverId);
+    }
     _edits.rekey(localId, serverId);
     _listings.rekey(localId, serverId);
     events.push(EntryIdChanged{localId, serverId});

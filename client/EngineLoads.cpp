@@ -361,7 +361,10 @@ std::shared_ptr<Item> Client::Engine::bringIn(Nimra::Document& document) {
         refreshObject(*known, document);
         return known;
     }
-    const std::shared_ptr<Object> made = _cache.cacheObjectPtrInternal(_cache.getObject(document));
+    const std::shared_ptr<Object> made = _cache.getObject(document);
+    // An empty entry under the id would stay in its place.
+    _cache.removeItemFromCache(document.id);
+    _cache.cacheObjectPtrInternal(made);
     _cache.updateItemId(document.id, document.id);
     return made;
 }
@@ -372,6 +375,7 @@ std::shared_ptr<Item> Client::Engine::bringIn(Nimra::Folder& folder) {
         return known;
     }
     const std::shared_ptr<Container> made = _cache.getContainer(folder);
+    _cache.removeItemFromCache(folder.id);
     _cache.cacheContainerPtrInternal(made);
     _cache.updateItemId(folder.id, folder.id);
     return made;

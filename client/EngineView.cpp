@@ -92,9 +92,22 @@ void Client::Engine::showFolder(const std::shared_ptr<Item>& item, const Shown& 
     }
 }
 
-// The service has an entry no longer, nor what was in it. Actions on it that are under way will
-// fail, and say so; until then it is only hidden.
+// The service has an entry no longer. Actions on it that are under way will fail, and say so; until
+// then it is only hidden.
 void Client::Engine::lose(unsigned long id) {
+    const Before before = this->before({id});
+    if (_edits.has(id)) {
+        const Shown was = _edits.shown(id);
+        _edits.served(id, std::nullopt);
+        show(id, was, _edits.shown(id));
+    } else {
+        forget(id);
+    }
+    tell(before);
+}
+
+// Takes an entry out of the cache, with what the service had in it.
+void Client::Engine::forget(unsigned long id) {
     const std::shared_ptr<Item> item = _cache.getItemInternal(id);
     if (!item) {
         return;
@@ -106,19 +119,11 @@ void Client::Engine::lose(unsigned long id) {
                 lose(child->id());
             }
         }
-    }
-    const Before before = this->before({id});
-    const Shown was = shownOf(id);
-    if (_edits.has(id)) {
-        _edits.served(id, std::nullopt);
-        show(id, was, _edits.shown(id));
-    } else {
-        _listings.leave(item->parentId(), id);
         _listings.close(id);
-        _listings.forget(id);
-        _cache.removeItem(item->parentId(), id);
     }
-    tell(before);
+    _listings.leave(item->parentId(), id);
+    _listings.forget(id);
+    _cache.removeItem(item->parentId(), id);
 }
 
 void Client::Engine::invalidate(unsigned long folderId, const QueryResult* except) {

@@ -158,6 +158,7 @@ void Listings::rekey(unsigned long localId, unsigned long serverId) {
         }
     }
     _whole.erase(localId);
+    _spots.erase(localId);
 }
 
 void Listings::close(unsigned long folderId) {

@@ -16,7 +16,7 @@ function(ormek_install_headers component)
             install(DIRECTORY "${PROJECT_SOURCE_DIR}/${room}"
                 DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/ormek" COMPONENT ${component}
                 FILES_MATCHING PATTERN "*.h"
-                REGEX "/(cache/(Trace|Directories)|client/(Engine|QueryState))\\.h$" EXCLUDE)
+                REGEX "/(cache/(Trace|Directories)|client/(ActionState|Edits|Engine|EntryStates|Listings|QueryState))\\.h$" EXCLUDE)
         endif()
     endforeach()
 endfunction()

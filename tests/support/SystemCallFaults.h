@@ -1,0 +1,72 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Ormek::Testing {
+
+/// A call of the system, by the name of the C function.
+///
+/// SystemCallFaults.cpp defines functions that take the place of the C library's in a program that
+/// links it, and forward to them. They alone can be made to fail and are written down: whoever
+/// calls them, in whichever thread, the tested code, a library or the test itself, but not the C
+/// library from inside.
+struct SystemCall {
+    std::string name;
+    std::string path;  ///< Of the descriptor that it was given first; empty if there was none.
+};
+
+/// A mishap that befalls one call, once.
+class CallFault {
+  public:
+    CallFault(const CallFault&) = delete;
+    CallFault& operator=(const CallFault&) = delete;
+
+    /// Whether it has come to it. Of a function that is not defined here it never does.
+    bool happened() const;
+
+  protected:
+    /// For the `nth` call of that name from now on; an error of 0 makes it a short one.
+    CallFault(std::string call, int error, unsigned nth);
+    ~CallFault();
+
+  private:
+    friend class Watch;
+
+    std::string _call;
+    int _error;
+    unsigned _left;
+};
+
+/// The `nth` call of that name from now on does nothing and fails with that error number.
+class FailingCall : public CallFault {
+  public:
+    FailingCall(std::string call, int error, unsigned nth = 1)
+        : CallFault(std::move(call), error, nth) {}
+};
+
+/// The `nth` call of that name from now on transfers one byte only, if it was to transfer any.
+class ShortCall : public CallFault {
+  public:
+    explicit ShortCall(std::string call, unsigned nth = 1) : CallFault(std::move(call), 0, nth) {}
+};
+
+/// Writes down the calls during its life, failed ones too.
+class CallTrace {
+  public:
+    CallTrace();
+    CallTrace(const CallTrace&) = delete;
+    CallTrace& operator=(const CallTrace&) = delete;
+    ~CallTrace();
+
+    std::vector<SystemCall> calls() const;
+    /// The paths of the calls of that name.
+    std::vector<std::string> paths(const std::string& name) const;
+
+  private:
+    friend class Watch;
+
+    std::vector<SystemCall> _calls;
+};
+
+}  // namespace Ormek::Testing

@@ -11,8 +11,10 @@
 #include <utility>
 
 #include "backend/Attributes.h"
+#include "backend/Durability.h"
 #include "backend/EntryName.h"
 #include "backend/SystemError.h"
+#include "backend/Uninterrupted.h"
 
 namespace Nimra {
 
@@ -92,17 +94,12 @@ void FileWriter::setAttributes(const KeyValues& values) {
 }
 
 void FileWriter::publish() {
-    if (fsync(_fd.get()) != 0) {
+    if (uninterrupted([this] { return fsync(_fd.get()); }) != 0) {
         throw failure(errno);
     }
     giveName();
     _temporaryName.clear();
-    try {
-        syncFolder();
-    } catch (...) {
-        unlinkat(_folder.fd(), _name.c_str(), 0);
-        throw;
-    }
+    makeDurable(_folder.fd(), _fd.get());
 }
 
 /// Either call fails where the name is taken.
@@ -116,16 +113,6 @@ void FileWriter::giveName() {
                            RENAME_NOREPLACE);
     }
     if (result != 0) {
-        throw failure(errno);
-    }
-}
-
-/// A folder that may be written but not read cannot be asked itself; its file system can.
-void FileWriter::syncFolder() const {
-    const FileDescriptor fd(openat(_folder.fd(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    const int result = fd ? fsync(fd.get()) : syncfs(_fd.get());
-    // Some file systems have nothing to do for a folder, and say so.
-    if (result != 0 && errno != EINVAL) {
         throw failure(errno);
     }
 }

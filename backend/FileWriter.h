@@ -35,8 +35,9 @@ class FileWriter {
     void write(const char* data, std::size_t size);
     /// Gives the file these attributes.
     void setAttributes(const KeyValues& values);
-    /// Makes sure that the content is on the disk, gives the file its name, and makes sure of that
-    /// too. Fails with Reason::Exists when the name is taken. Only once, as the last thing.
+    /// Makes sure that the content and the attributes are on the disk, gives the file its name, and
+    /// makes that durable too. Fails with Reason::Exists when the name is taken; no failure leaves
+    /// anything behind. Only once, as the last thing.
     void publish();
 
     /// The file being written.
@@ -45,7 +46,6 @@ class FileWriter {
   private:
     void openNamed();
     void giveName();
-    void syncFolder() const;
     ServiceError failure(int error) const;
 
     const OpenFolder& _folder;

@@ -39,10 +39,16 @@ namespace Nimra {
 /// Actions: what they concern is known by its id alone; the folder and the name that a record says
 /// it has now are not looked at. Nothing that stands anywhere is ever overwritten, also not by an
 /// action of somebody else at the same moment: a taken name fails with Reason::Exists. A full disk
-/// fails with Reason::NoSpace and keeps what it had. Names ".ormek-<32 hexadecimal digits>.part"
-/// are kept for files that are being written, on file systems where these must have a name (see
-/// FileWriter.h); they are neither listed nor given, and what a killed process left of them does
-/// not keep a folder from being removed.
+/// fails with Reason::NoSpace and keeps what it had.
+///
+/// Names ".ormek-<32 hexadecimal digits>.part" are kept for files that are being written, on file
+/// systems where these must have a name (see FileWriter.h); they are neither listed nor given, and
+/// what a killed process left of them does not keep a folder from being removed.
+///
+/// Durability: what an action has done is brought to the disk before it is answered, so that it
+/// survives a power cut. Content that the disk refuses fails its creation, which leaves nothing.
+/// Where the disk refuses anything later, the action has taken effect, for everybody who shares the
+/// folder, and could not be taken back without getting in their way: it is answered as done.
 class FolderService : public StorageService {
   public:
     /// `userId` becomes the owner of all entries. Throws ServiceError when the folder cannot be

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "backend/Attributes.h"
+#include "backend/Durability.h"
 #include "backend/EntryName.h"
 #include "backend/FileStream.h"
 #include "backend/FileWriter.h"
@@ -163,6 +164,7 @@ Folder FolderService::makeFolder(const Folder& record) {
     if (mkdirat(folder.fd(), name.c_str(), FolderMode) != 0) {
         throw systemError(errno, "cannot make the folder " + folder.text(name));
     }
+    makeDurable(folder.fd());
     dropSnapshot(folderId);
     const unsigned long id = _nodes.idOf(folderId, name, EntryKind::Folder);
     struct statx status {};
@@ -207,6 +209,11 @@ Document FolderService::relocate(const Entry& entry, const OpenFolder& folder,
         _nodes.move(entry.id, folderId, name);
         dropSnapshot(entry.parentId);
         dropSnapshot(folderId);
+        // The new place first: rather in both than in none.
+        makeDurable(folder.fd());
+        if (folderId != entry.parentId) {
+            makeDurable(entry.folder.fd());
+        }
     }
     return recordOf(entry.id, folderId, folder, name);
 }
@@ -223,6 +230,7 @@ void FolderService::remove(const Document& document) {
     _nodes.forget(entry.id);
     dropSnapshot(entry.parentId);
     _sessions.forget(entry.id);
+    makeDurable(entry.folder.fd());
 }
 
 void FolderService::removeFolder(const Entry& entry) {
@@ -256,6 +264,7 @@ Document FolderService::saveMetaData(const Document& document) {
     const Entry entry = entryOf(document.id);
     const FileDescriptor fd = pinned(entry.folder, entry.name);
     replaceAttributes(fd.get(), document.keyValues(), entry.text());
+    makeDurable(fd.get());
     return recordOf(entry.id, entry.parentId, entry.folder, entry.name);
 }
 

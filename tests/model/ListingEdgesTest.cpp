@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <type_traits>
 
 #include "model/QueryResultInternal.h"
@@ -141,6 +142,120 @@ TEST_F(ListingEdgesTest, ReplacingEveryEntryFromTheEndKeepsThemInPlace) {
     }
     EXPECT_EQ(ids(result.items()), expected);
     EXPECT_TRUE(current(0, 5000));
+}
+
+TEST_F(ListingEdgesTest, DocumentThatWasAFolderIsThereOnce) {
+    deliver(0, 3, 2, {makeContainer(1, 7, "f"), makeContainer(5, 7, "e5")});
+    result.addPage(0, 3);
+    result.totalCount(3);
+    result.addItems(0, {nullptr, entry(5)}, PagePart::Documents);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 5));
+}
+
+TEST_F(ListingEdgesTest, CountedAdditionWhoseIdIsTakenBackIsShownAtTheEndAgain) {
+    deliver(0, 1, 10, {entry(1)});
+    const auto added = entry(2);
+    result.addItem(added, false);
+    deliver(0, 1, 10, {entry(1)});
+    EXPECT_THAT(ids(result.page(9, 1)), ElementsAre());
+    added->idLoaded(false);
+    EXPECT_THAT(ids(result.page(9, 1)), ElementsAre(2));
+    std::vector<Entry> ten;
+    for (unsigned long id = 11; id <= 20; ++id) {
+        ten.push_back(entry(id));
+    }
+    deliver(0, 10, 10, ten);
+    EXPECT_EQ(result.items().back(), added);
+    EXPECT_EQ(result.count(), 11U);
+}
+
+TEST_F(ListingEdgesTest, OnlyThePageThatIsAnnouncedIsNotCurrentMeanwhile) {
+    deliver(0, 2, 6, {entry(1), entry(2)});
+    deliver(2, 2, 6, {entry(3), entry(4)});
+    deliver(4, 2, 6, {entry(5), entry(6)});
+    result.addPage(2, 2);
+    EXPECT_TRUE(current(0, 2));
+    EXPECT_FALSE(current(1, 2));
+    EXPECT_FALSE(current(2, 2));
+    EXPECT_FALSE(current(3, 2));
+    EXPECT_TRUE(current(4, 2));
+}
+
+TEST_F(ListingEdgesTest, PagesOfNothingAreRememberedEachByItself) {
+    for (const std::uint32_t offset : {5U, 9U, 5U, 3U, 9U}) {
+        result.addPage(offset, 0);
+    }
+    for (std::uint32_t offset = 0; offset < 12; ++offset) {
+        const bool wasAdded = offset == 3 || offset == 5 || offset == 9;
+        EXPECT_EQ(result.isPageLoaded(folderFilter(7, offset, 0)), wasAdded) << offset;
+    }
+}
+
+TEST_F(ListingEdgesTest, DeliveryBehindTheLastPositionThereIsIsCutOff) {
+    const unsigned long last = std::numeric_limits<unsigned long>::max();
+    result.addItems(last - 2, {entry(1), entry(2), entry(3), entry(4)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2));
+    EXPECT_THAT(ids(result.page(last - 2, 5)), ElementsAre(1, 2));
+}
+
+TEST_F(ListingEdgesTest, DeliveryLongerThanItsPageKeepsWhatStandsBehindIt) {
+    const auto four = entry(4);
+    deliver(2, 3, 5, {entry(3), four, entry(5)});
+    deliver(0, 2, 5, {entry(1), entry(2), nullptr, four, entry(6), entry(7)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 3, 4, 5, 7));
+    EXPECT_THAT(ids(result.page(3, 1)), ElementsAre(4));
+}
+
+TEST_F(ListingEdgesTest, NothingDeliveredBehindTheTotalContradictsIt) {
+    deliver(0, 4, 2, {entry(1), entry(2), nullptr, nullptr});
+    EXPECT_TRUE(current(0, 4));
+    deliver(0, 4, 2, {entry(1), entry(2), nullptr, entry(3)});
+    EXPECT_FALSE(current(0, 5));
+}
+
+TEST_F(ListingEdgesTest, EntryThatIsThereIsNotAddedAgainWhereverItIs) {
+    deliver(0, 1, 1, {entry(1)});
+    result.addItem(entry(2), true);
+    result.addItem(entry(3), false);
+    for (const bool front : {true, false}) {
+        for (const unsigned long id : {1UL, 2UL, 3UL}) {
+            result.addItem(entry(id), front);
+        }
+    }
+    EXPECT_THAT(ids(result.items()), ElementsAre(2, 1, 3));
+}
+
+TEST_F(ListingEdgesTest, EntryThatStandsElsewhereDoesNotTakeThePlaceOfItsNamesake) {
+    deliver(0, 2, 2, {entry(1), entry(2)});
+    const auto renamed = makeObject(2, 7, "e1");
+    EXPECT_TRUE(result.removeItemByName(renamed));
+    result.addItem(renamed, true);
+    EXPECT_THAT(ids(result.items()), ElementsAre(2));
+    EXPECT_NE(result.items().front(), renamed);
+}
+
+TEST_F(ListingEdgesTest, EntryIsNotRemovedByNameForItsIdAlone) {
+    deliver(0, 1, 1, {entry(1)});
+    EXPECT_FALSE(result.removeItemByName(makeObject(1, 7, "another name")));
+    EXPECT_THAT(ids(result.items()), ElementsAre(1));
+}
+
+TEST_F(ListingEdgesTest, EntriesWithoutAnIdAreNotRemovedById) {
+    result.addItem(makeObject(0, 7, "new"), true);
+    result.addItem(makeObject(0, 7, "newer"), false);
+    result.removeItem(0);
+    EXPECT_EQ(result.count(), 2U);
+}
+
+TEST_F(ListingEdgesTest, EvictedEntryStaysAwayFromAPlaceThatIsTakenMeanwhile) {
+    deliver(2, 1, 4, {entry(3)});
+    const auto namesake = makeObject(50, 7, "e3");
+    result.addPage(0, 1);
+    result.totalCount(4);
+    ASSERT_TRUE(result.removeItemByName(namesake));
+    result.addItem(namesake, true);
+    result.addItems(0, {entry(1), namesake});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 50, 3));
 }
 
 }  // namespace

@@ -372,6 +372,27 @@ TEST_F(ParkedOperationsTest, OnlyALocalIdBecomesAServerId) {
     EXPECT_TRUE(onlyWaiting().forUser);
 }
 
+TEST_F(ParkedOperationsTest, RefusedIdIsNamed) {
+    const auto refusal = [&](unsigned long localId, unsigned long serverId) -> std::string {
+        try {
+            parked.idKnown(localId, serverId);
+        } catch (const std::invalid_argument& error) {
+            return error.what();
+        }
+        return "";
+    };
+    EXPECT_EQ(refusal(17, OtherFolder), "not a local id: 17");
+    EXPECT_EQ(refusal(LocalDocument, 0), "not a server id: 0");
+    EXPECT_EQ(refusal(LocalDocument, LocalDocument),
+              "not a server id: " + std::to_string(LocalDocument));
+    try {
+        parked.userKnown(0);
+        FAIL() << "nothing was thrown";
+    } catch (const std::invalid_argument& error) {
+        EXPECT_STREQ(error.what(), "0 is no user");
+    }
+}
+
 // --- Leaving in order ----------------------------------------------------------------------
 
 TEST_F(ParkedOperationsTest, WhatIsReadyLeavesInOrderAndOnce) {

@@ -1,0 +1,341 @@
+#include "model/EntryList.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <rapidcheck.h>
+
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "model/Object.h"
+#include "tests/support/Fakes.h"
+#include "tests/support/FixedCases.h"
+
+namespace Ormek::Testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Entry = EntryList::Entry;
+
+constexpr unsigned long Parent = 7;
+constexpr unsigned long Far = 1UL << 50;
+
+std::shared_ptr<ObjectInternal> named(unsigned long id, std::string name) {
+    return makeObject(id, Parent, std::move(name));
+}
+
+/// An entry whose changes nobody counts: it is not one of the cache's own kind.
+class Foreign : public Object {
+  public:
+    Foreign(unsigned long id, std::string name) : _id(id), _name(std::move(name)) {}
+    unsigned long id() const override { return _id; }
+    std::string name() const override { return _name; }
+    void change(unsigned long id, std::string name) {
+        _id = id;
+        _name = std::move(name);
+    }
+
+  private:
+    unsigned long _id;
+    std::string _name;
+};
+
+/// The same list, without chunks and without indexes.
+class Plain {
+  public:
+    void put(unsigned long position, Entry entry) { _entries[position] = std::move(entry); }
+    Entry take(unsigned long position) {
+        const auto found = _entries.find(position);
+        if (found == _entries.end()) {
+            return nullptr;
+        }
+        Entry entry = found->second;
+        _entries.erase(found);
+        return entry;
+    }
+    void vacate(unsigned long begin, unsigned long end) {
+        _entries.erase(_entries.lower_bound(begin), _entries.lower_bound(end));
+    }
+    Entry erase(unsigned long position) {
+        Entry entry = take(position);
+        shift(position, -1UL);
+        return entry;
+    }
+    void insert(unsigned long position, Entry entry) {
+        shift(position, 1);
+        put(position, std::move(entry));
+    }
+    void truncate(unsigned long position) {
+        _entries.erase(_entries.lower_bound(position), _entries.end());
+    }
+
+    const std::map<unsigned long, Entry>& entries() const { return _entries; }
+    bool isVacant(unsigned long position) const { return _entries.count(position) == 0; }
+    std::vector<Entry> copy(unsigned long begin, unsigned long end) const {
+        std::vector<Entry> copied;
+        for (const auto& [position, entry] : _entries) {
+            if (position >= begin && position < end) {
+                copied.push_back(entry);
+            }
+        }
+        return copied;
+    }
+    template <class Wanted>
+    std::vector<unsigned long> positionsOf(Wanted wanted) const {
+        std::vector<unsigned long> positions;
+        for (const auto& [position, entry] : _entries) {
+            if (wanted(*entry)) {
+                positions.push_back(position);
+            }
+        }
+        return positions;
+    }
+
+  private:
+    void shift(unsigned long from, unsigned long by) {
+        std::map<unsigned long, Entry> shifted;
+        for (auto& [position, entry] : _entries) {
+            shifted[position < from ? position : position + by] = entry;
+        }
+        _entries = shifted;
+    }
+
+    std::map<unsigned long, Entry> _entries;
+};
+
+/// Both lists, the entries that come and go in them, and edits that are done to both.
+class Both {
+  public:
+    Both() {
+        for (unsigned long id = 0; id < 6; ++id) {
+            _own.push_back(named(id, id < 2 ? "" : "n" + std::to_string(id % 3)));
+            _foreign.push_back(std::make_shared<Foreign>(id, "n" + std::to_string(id % 4)));
+        }
+        _own[4]->type(16);
+        _own[5]->type(16);
+        _own[5]->id(4);
+        _pool.assign(_own.begin(), _own.end());
+        _pool.insert(_pool.end(), _foreign.begin(), _foreign.end());
+    }
+
+    void edit() {
+        switch (*rc::gen::inRange(0, 10)) {
+            case 0:
+            case 1:
+                return put(position(), any());
+            case 2:
+                return fill(position(), *rc::gen::inRange(1UL, 600UL));
+            case 3: {
+                const unsigned long at = position();
+                RC_ASSERT(list.take(at) == plain.take(at));
+                return;
+            }
+            case 4: {
+                const unsigned long begin = position();
+                const unsigned long end = begin + *rc::gen::inRange(0UL, 600UL);
+                list.vacate(begin, end);
+                return plain.vacate(begin, end);
+            }
+            case 5: {
+                const unsigned long at = position();
+                RC_ASSERT(list.erase(at) == plain.erase(at));
+                return;
+            }
+            case 6: {
+                const unsigned long at = position();
+                const Entry entry = any();
+                list.insert(at, entry);
+                return plain.insert(at, entry);
+            }
+            case 7: {
+                const unsigned long at = position();
+                list.truncate(at);
+                return plain.truncate(at);
+            }
+            case 8:
+                return changeOne();
+            default: {
+                EntryList other(list);
+                list = *rc::gen::arbitrary<bool>() ? other : EntryList(list);
+            }
+        }
+    }
+
+    void compare() const {
+        RC_ASSERT(list.size() == plain.entries().size());
+        const unsigned long last =
+            plain.entries().empty() ? 0 : plain.entries().rbegin()->first + 1;
+        RC_ASSERT(list.end() >= last);
+        for (const auto& [at, entry] : plain.entries()) {
+            RC_ASSERT(list.at(at) != nullptr);
+            RC_ASSERT(*list.at(at) == entry);
+        }
+        const unsigned long begin = position();
+        const unsigned long end = position();
+        RC_ASSERT((list.at(begin) == nullptr) == plain.isVacant(begin));
+        std::vector<Entry> copied;
+        list.copyTo(copied, begin, end);
+        RC_ASSERT(copied == plain.copy(begin, end));
+        for (const Entry& entry : _pool) {
+            compare(*entry);
+        }
+    }
+
+    EntryList list;
+    Plain plain;
+
+  private:
+    void compare(const Item& entry) const {
+        const auto same =
+            plain.positionsOf([&](const Item& other) { return sameEntry(other, entry); });
+        RC_ASSERT(list.positionsOf(entry) == same);
+        RC_ASSERT(list.contains(entry) == !same.empty());
+        const unsigned long id = entry.id();
+        if (id != 0) {
+            RC_ASSERT(list.positionsOfId(id) ==
+                      plain.positionsOf([id](const Item& other) { return other.id() == id; }));
+        }
+        const std::string name = entry.name();
+        const auto namesakes =
+            plain.positionsOf([&](const Item& other) { return other.name() == name; });
+        RC_ASSERT(list.firstOfName(name) ==
+                  (namesakes.empty() ? std::nullopt : std::optional(namesakes.front())));
+    }
+
+    void put(unsigned long at, const Entry& entry) {
+        if (plain.isVacant(at)) {
+            list.reserve(at, at + 1);
+            list.put(at, entry);
+            plain.put(at, entry);
+        }
+    }
+    void fill(unsigned long begin, unsigned long count) {
+        list.reserve(begin, begin + count);
+        for (unsigned long at = begin; at < begin + count; at += 37) {
+            put(at, any());
+        }
+    }
+    void changeOne() const {
+        const auto at = *rc::gen::inRange<std::size_t>(0, _own.size());
+        const auto id = *rc::gen::inRange(0UL, 6UL);
+        const std::string name = "n" + std::to_string(*rc::gen::inRange(0, 4));
+        _own[at]->id(id);
+        _own[at]->name(*rc::gen::arbitrary<bool>() ? name : "");
+        _foreign[at]->change(*rc::gen::inRange(0UL, 6UL), name);
+    }
+
+    static unsigned long position() {
+        const unsigned long base = *rc::gen::element(0UL, 0UL, 250UL, 300UL, 1000UL, Far);
+        return base + *rc::gen::inRange(0UL, 270UL);
+    }
+    Entry any() const { return *rc::gen::elementOf(_pool); }
+
+    std::vector<std::shared_ptr<ObjectInternal>> _own;
+    std::vector<std::shared_ptr<Foreign>> _foreign;
+    std::vector<Entry> _pool;
+};
+
+TEST(EntryListTest, HoldsAndFindsWhatAPlainListWould) {
+    EXPECT_TRUE(holds("a list of entries is a map of entries by position", 100, 60, [] {
+        Both both;
+        for (int edits = *rc::gen::inRange(1, 30); edits > 0; --edits) {
+            both.edit();
+            both.compare();
+        }
+    }));
+}
+
+TEST(EntryListTest, FarPositionCanBeTakenErasedAndInsertedBefore) {
+    EntryList list;
+    const Entry near = named(1, "near");
+    const Entry far = named(2, "far");
+    list.reserve(3, 4);
+    list.put(3, near);
+    list.reserve(Far, Far + 1);
+    list.put(Far, far);
+    EXPECT_EQ(list.take(0), nullptr);
+    EXPECT_EQ(list.take(Far + 1), nullptr);
+    EXPECT_EQ(list.erase(1000), nullptr);
+    EXPECT_EQ(list.erase(Far + 1), nullptr);
+    EXPECT_THAT(list.positionsOf(*far), ElementsAre(Far - 1));
+    list.insert(1000, named(3, "between"));
+    EXPECT_THAT(list.positionsOf(*far), ElementsAre(Far));
+    EXPECT_EQ(list.end(), Far + 1);
+}
+
+TEST(EntryListTest, EntryThatStandsTwiceStaysWhereItWasNotTaken) {
+    EntryList list;
+    const Entry entry = named(1, "twice");
+    for (const unsigned long position : {0UL, Far}) {
+        list.reserve(position, position + 1);
+        list.put(position, entry);
+    }
+    EXPECT_EQ(list.take(Far), entry);
+    EXPECT_THAT(list.positionsOf(*entry), ElementsAre(0));
+    EXPECT_EQ(list.firstOfName("twice"), 0);
+    EXPECT_EQ(list.take(0), entry);
+    EXPECT_FALSE(list.contains(*entry));
+    EXPECT_EQ(list.firstOfName("twice"), std::nullopt);
+}
+
+TEST(EntryListTest, TagsOfOneIdAreDifferentEntries) {
+    EntryList list;
+    const auto one = named(5, "one");
+    const auto other = named(5, "other");
+    one->type(16);
+    other->type(16);
+    list.reserve(0, 2);
+    list.put(0, one);
+    EXPECT_TRUE(list.contains(*one));
+    EXPECT_FALSE(list.contains(*other));
+    EXPECT_THAT(list.positionsOf(*other), IsEmpty());
+    EXPECT_THAT(list.positionsOfId(5), ElementsAre(0));
+}
+
+TEST(EntryListTest, TagAndDocumentOfOneIdAreDifferentEntries) {
+    const auto tag = named(5, "tag");
+    tag->type(16);
+    const auto document = named(5, "document");
+    EXPECT_FALSE(sameEntry(*tag, *document));
+    EXPECT_FALSE(sameEntry(*document, *tag));
+    EXPECT_TRUE(sameEntry(*document, *named(5, "again")));
+    EXPECT_FALSE(sameEntry(*named(0, "new"), *named(0, "new")));
+}
+
+// The first two are alike in libstdc++, as far as the index looks at their hash; so are the others.
+TEST(EntryListTest, NamesOfOneHashAreToldApart) {
+    const std::vector<std::string> names{"158492", "240066", "142980", "240463"};
+    EntryList list;
+    list.reserve(0, names.size());
+    for (unsigned long at = 0; at < names.size(); ++at) {
+        list.put(at, named(at + 1, names[at]));
+    }
+    for (unsigned long at = 0; at < names.size(); ++at) {
+        EXPECT_EQ(list.firstOfName(names[at]), at);
+    }
+    list.take(0);
+    EXPECT_EQ(list.firstOfName(names[0]), std::nullopt);
+    EXPECT_EQ(list.firstOfName(names[1]), 1);
+}
+
+TEST(EntryListTest, AssignedListIsACopy) {
+    EntryList list;
+    list.reserve(0, 2);
+    list.put(0, named(1, "one"));
+    EntryList other;
+    other = list;
+    list.put(1, named(2, "two"));
+    EXPECT_EQ(other.size(), 1U);
+    EXPECT_EQ(list.size(), 2U);
+    const EntryList& same = list;
+    list = same;
+    EXPECT_EQ(list.size(), 2U);
+    EXPECT_EQ(list.firstOfName("two"), 1);
+}
+
+}  // namespace
+}  // namespace Ormek::Testing

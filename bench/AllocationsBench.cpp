@@ -1,7 +1,6 @@
 // What an answer from memory allocates, and what a cached document keeps.
 
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -34,8 +33,8 @@ void answer(benchmark::State& state) {
     const FilterInternal strange = longFilter(corpus);
     const auto directory = filled.makeDirectory(strange);
     filled.cache().addItems(strange, directory, {}, corpus.page(0, 0), corpus.size());
-    unsigned long blocks = 0;
-    unsigned long pageBlocks = 0;
+    long blocks = 0;
+    long pageBlocks = 0;
     for (auto _ : state) {
         for (const FilterInternal* asked : {&filter, &strange}) {
             std::shared_ptr<QueryResult> result;
@@ -59,7 +58,7 @@ void copies(benchmark::State& state) {
     const Corpus corpus(1000);
     const FilterInternal filter = pageFilter(corpus.folderId(0), 0);
     const FilterInternal strange = longFilter(corpus);
-    unsigned long blocks = 0;
+    long blocks = 0;
     for (auto _ : state) {
         for (const FilterInternal* asked : {&filter, &strange}) {
             for (int copy = 0; copy < TakenByValue; ++copy) {
@@ -94,14 +93,14 @@ void memory(benchmark::State& state) {
     // Once only: memory that was freed before would be taken for nothing.
     for (auto _ : state) {
         const unsigned long residentBefore = residentBytes();
-        const unsigned long allocatedBefore = Allocations::inUse();
+        const Allocations before = Allocations::ofThisThread();
         std::optional<FilledCache> filled(corpus);
         filled->deliverAll();
         const auto entries = static_cast<double>(corpus.size());
         state.counters["resident"] =
             static_cast<double>(residentBytes() - residentBefore) / entries;
         state.counters["allocated"] =
-            static_cast<double>(Allocations::inUse() - allocatedBefore) / entries;
+            static_cast<double>((Allocations::ofThisThread() - before).bytes) / entries;
     }
 }
 
@@ -112,9 +111,10 @@ void memoryOfMembers(benchmark::State& state) {
     for (auto _ : state) {
         std::unordered_map<unsigned long, std::shared_ptr<Item>> store;
         store.reserve(16);
-        const unsigned long before = Allocations::inUse();
+        const Allocations before = Allocations::ofThisThread();
         store.emplace(record.id, entryOf(record));
-        state.counters["allocated"] = static_cast<double>(Allocations::inUse() - before);
+        state.counters["allocated"] =
+            static_cast<double>((Allocations::ofThisThread() - before).bytes);
     }
 }
 

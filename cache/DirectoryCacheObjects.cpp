@@ -1,5 +1,6 @@
 // The store: documents and key-value entries.
 
+#include <map>
 #include <utility>
 
 #include "cache/Directories.h"
@@ -104,7 +105,8 @@ std::shared_ptr<Object> DirectoryCache::updateObject(Nimra::Document& document, 
     trace("DEBUG 4\n");
     internal->setMimeType(document.mimeType);
     internal->dataLoaded(true);
-    internal->_shares = document.shares;
+    // From a copy, since an assignment that fails midway leaves neither the old rows nor the new.
+    internal->_shares = std::map(document.shares);
     internal->setACLMap(document.ownerId, document.aclMode);
     internal->description(document.description);
     trace("DEBUG 5\n");

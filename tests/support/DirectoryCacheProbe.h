@@ -22,6 +22,7 @@ class DirectoryCacheProbe {
     std::unordered_map<std::string, std::shared_ptr<Item>>& keyValues() {
         return _cache._keyValues;
     }
+    Nimra::ItemEventProtocol*& loadListener() { return _cache._loadListener; }
     std::mutex& itemsMutex() { return _cache._itemsMutex; }
     std::mutex& mutex() { return _cache._mutex; }
 

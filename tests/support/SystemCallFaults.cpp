@@ -4,7 +4,12 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <linux/limits.h>
+#include <sys/eventfd.h>
+#include <sys/file.h>
+#include <sys/random.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -87,19 +92,31 @@ Function* nextOf(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-/// Makes the call unless it is to fail.
-template <class Forward>
-auto unlessFailing(const char* name, int fd, Forward forward) -> decltype(forward()) {
-    const Watch::Verdict verdict = watch.verdict(name, fd);
-    if (!verdict.strikes) {
-        return forward();
-    }
-    errno = verdict.error;
-    if constexpr (std::is_pointer_v<decltype(forward())>) {
+template <class Result>
+Result failure(int error) {
+    errno = error;
+    if constexpr (std::is_pointer_v<Result>) {
         return nullptr;
     } else {
         return -1;
     }
+}
+
+/// Makes the call unless it is to fail.
+template <class Forward>
+auto unlessFailing(const char* name, int fd, Forward forward) {
+    const Watch::Verdict verdict = watch.verdict(name, fd);
+    return verdict.strikes ? failure<decltype(forward())>(verdict.error) : forward();
+}
+
+/// The same for a call that may transfer less than `size` bytes.
+template <class Transfer>
+ssize_t transferring(const char* name, int fd, size_t size, Transfer transfer) {
+    const Watch::Verdict verdict = watch.verdict(name, fd);
+    if (verdict.strikes && verdict.error != 0) {
+        return failure<ssize_t>(verdict.error);
+    }
+    return transfer(verdict.strikes ? std::min<size_t>(size, 1) : size);
 }
 
 /// The function of that name behind the one that is defined here, which only tells the type.
@@ -163,7 +180,71 @@ std::vector<std::string> CallTrace::paths(const std::string& name) const {
 
 using namespace Ormek::Testing;
 
+// They are defined as the headers declare them, and so throw nothing where these say so.
+
 extern "C" {
+
+// --- Opening ---
+
+int open(const char* path, int flags, ...) {
+    static auto* const next = nextOf<int(const char*, int, ...)>("open");
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = takesMode(flags) ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return unlessFailing("open", -1, [&] { return next(path, flags, mode); });
+}
+
+int openat(int folder, const char* path, int flags, ...) {
+    static auto* const next = nextOf<int(int, const char*, int, ...)>("openat");
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = takesMode(flags) ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    const char* name = takesMode(flags) ? "openat+create" : "openat";
+    return unlessFailing(name, folder, [&] { return next(folder, path, flags, mode); });
+}
+
+/// Passes on as many arguments as a call can have; those that were not given are never looked at.
+__attribute__((no_sanitize("address"))) long syscall(long number, ...) noexcept {
+    static auto* const next = nextOf<long(long, ...)>("syscall");
+    va_list list;
+    va_start(list, number);
+    const long a = va_arg(list, long);
+    const long b = va_arg(list, long);
+    const long c = va_arg(list, long);
+    const long d = va_arg(list, long);
+    const long e = va_arg(list, long);
+    const long f = va_arg(list, long);
+    va_end(list);
+    const auto forward = [&] { return next(number, a, b, c, d, e, f); };
+    return number == SYS_openat2 ? unlessFailing("openat2", static_cast<int>(a), forward)
+                                 : forward();
+}
+
+int eventfd(unsigned count, int flags) noexcept {
+    static const Next next("eventfd", &eventfd);
+    return next(count, flags);
+}
+
+// --- Content ---
+
+ssize_t write(int fd, const void* data, size_t size) {
+    static auto* const next = nextOf<ssize_t(int, const void*, size_t)>("write");
+    return transferring("write", fd, size, [&](size_t part) { return next(fd, data, part); });
+}
+
+ssize_t pread(int fd, void* data, size_t size, off_t offset) {
+    static auto* const next = nextOf<ssize_t(int, void*, size_t, off_t)>("pread");
+    return transferring("pread", fd, size,
+                        [&](size_t part) { return next(fd, data, part, offset); });
+}
+
+ssize_t getrandom(void* data, size_t size, unsigned flags) {
+    static auto* const next = nextOf<ssize_t(void*, size_t, unsigned)>("getrandom");
+    return transferring("getrandom", -1, size,
+                        [&](size_t part) { return next(data, part, flags); });
+}
 
 int fsync(int fd) {
     static const Next next("fsync", &fsync);
@@ -181,14 +262,49 @@ void sync() noexcept {
     next();
 }
 
-int open(const char* path, int flags, ...) {
-    static auto* const next = nextOf<int(const char*, int, ...)>("open");
-    va_list arguments;
-    va_start(arguments, flags);
-    const mode_t mode = takesMode(flags) ? va_arg(arguments, mode_t) : 0;
-    va_end(arguments);
-    return unlessFailing("open", -1, [&] { return next(path, flags, mode); });
+int flock(int fd, int operation) noexcept {
+    static const Next next("flock", &flock);
+    return next.on(fd, fd, operation);
 }
+
+// --- Looking ---
+
+int statx(int folder, const char* path, int flags, unsigned mask, struct statx* status) noexcept {
+    static const Next next("statx", &statx);
+    return next.on(folder, folder, path, flags, mask, status);
+}
+
+int fstat(int fd, struct stat* status) noexcept {
+    static const Next next("fstat", &fstat);
+    return next.on(fd, fd, status);
+}
+
+int access(const char* path, int mode) noexcept {
+    static const Next next("access", &access);
+    return next(path, mode);
+}
+
+ssize_t readlink(const char* path, char* target, size_t size) noexcept {
+    static const Next next("readlink", &readlink);
+    return next(path, target, size);
+}
+
+ssize_t getdents64(int folder, void* records, size_t size) noexcept {
+    static const Next next("getdents64", &getdents64);
+    return next.on(folder, folder, records, size);
+}
+
+DIR* fdopendir(int folder) {
+    static const Next next("fdopendir", &fdopendir);
+    return next.on(folder, folder);
+}
+
+dirent64* readdir64(DIR* listing) {
+    static const Next next("readdir64", &readdir64);
+    return next(listing);
+}
+
+// --- Names ---
 
 int linkat(int from, const char* path, int to, const char* name, int flags) noexcept {
     static const Next next("linkat", &linkat);
@@ -210,10 +326,37 @@ int unlinkat(int folder, const char* name, int flags) noexcept {
     return next.on(folder, folder, name, flags);
 }
 
+// --- Attributes ---
+
 int setxattr(const char* path, const char* name, const void* value, size_t size,
              int flags) noexcept {
     static const Next next("setxattr", &setxattr);
     return next(path, name, value, size, flags);
+}
+
+int removexattr(const char* path, const char* name) noexcept {
+    static const Next next("removexattr", &removexattr);
+    return next(path, name);
+}
+
+ssize_t listxattr(const char* path, char* list, size_t size) noexcept {
+    static const Next next("listxattr", &listxattr);
+    return next(path, list, size);
+}
+
+ssize_t llistxattr(const char* path, char* list, size_t size) noexcept {
+    static const Next next("llistxattr", &llistxattr);
+    return next(path, list, size);
+}
+
+ssize_t getxattr(const char* path, const char* name, void* value, size_t size) noexcept {
+    static const Next next("getxattr", &getxattr);
+    return next(path, name, value, size);
+}
+
+ssize_t lgetxattr(const char* path, const char* name, void* value, size_t size) noexcept {
+    static const Next next("lgetxattr", &lgetxattr);
+    return next(path, name, value, size);
 }
 
 }  // extern "C"

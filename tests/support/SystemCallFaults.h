@@ -5,7 +5,8 @@
 
 namespace Ormek::Testing {
 
-/// A call of the system, by the name of the C function.
+/// A call of the system, by the name of the C function. openat() that may create a file is
+/// "openat+create", and syscall() is named after what it calls.
 ///
 /// SystemCallFaults.cpp defines functions that take the place of the C library's in a program that
 /// links it, and forward to them. They alone can be made to fail and are written down: whoever

@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "backend/SystemError.h"
+#include "backend/Uninterrupted.h"
 
 namespace Nimra {
 
@@ -32,7 +33,7 @@ void checkIsFile(const OpenFolder& folder, const std::string& name) {
 FileDescriptor openForReading(const OpenFolder& folder, const std::string& name) {
     checkIsFile(folder, name);
     constexpr int Flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    FileDescriptor fd(openat(folder.fd(), name.c_str(), Flags));
+    FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), name.c_str(), Flags); }));
     if (!fd) {
         throw systemError(errno, "cannot open " + folder.text(name));
     }
@@ -64,16 +65,17 @@ std::size_t FileStream::read(unsigned long offset, char* buffer, std::size_t siz
     const std::size_t wanted = std::min(size, End - std::min(offset, End));
     std::size_t filled = 0;
     while (filled < wanted) {
-        const ssize_t got =
-            pread(_fd.get(), buffer + filled, wanted - filled, static_cast<off_t>(offset + filled));
+        const ssize_t got = uninterrupted([&] {
+            return pread(_fd.get(), buffer + filled, wanted - filled,
+                         static_cast<off_t>(offset + filled));
+        });
+        if (got < 0) {
+            throw systemError(errno, "cannot read " + _text);
+        }
         if (got == 0) {
             break;
         }
-        if (got > 0) {
-            filled += static_cast<std::size_t>(got);
-        } else if (errno != EINTR) {
-            throw systemError(errno, "cannot read " + _text);
-        }
+        filled += static_cast<std::size_t>(got);
     }
     return filled;
 }

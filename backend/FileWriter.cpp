@@ -24,7 +24,8 @@ constexpr mode_t Mode = 0666;
 
 /// The descriptor is -1 where the file system has no files without a name.
 FileDescriptor openNameless(const OpenFolder& folder) {
-    FileDescriptor fd(openat(folder.fd(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, Mode));
+    constexpr int Flags = O_TMPFILE | O_RDWR | O_CLOEXEC;
+    FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), ".", Flags, Mode); }));
     // Some file systems say EPERM of a folder that was removed.
     if (!fd && errno == EPERM && folder.status().stx_nlink == 0) {
         errno = ENOENT;
@@ -40,11 +41,16 @@ struct CloseListing {
     void operator()(DIR* listing) const { closedir(listing); }
 };
 
+/// Whether the lock of a file could be had.
+bool lock(const FileDescriptor& file) {
+    return uninterrupted([&] { return flock(file.get(), LOCK_EX | LOCK_NB); }) == 0;
+}
+
 /// Whether nobody holds the lock of a file; what cannot be told counts as held.
 bool isAbandoned(const OpenFolder& folder, const char* name) {
-    const FileDescriptor fd(
-        openat(folder.fd(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    return fd && flock(fd.get(), LOCK_EX | LOCK_NB) == 0;
+    constexpr int Flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), name, Flags); }));
+    return fd && lock(fd);
 }
 
 }  // namespace
@@ -68,24 +74,24 @@ FileWriter::~FileWriter() {
 void FileWriter::openNamed() {
     std::string name = makeTemporaryName();
     constexpr int Flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-    _fd = FileDescriptor(openat(_folder.fd(), name.c_str(), Flags, Mode));
+    _fd = FileDescriptor(
+        uninterrupted([&] { return openat(_folder.fd(), name.c_str(), Flags, Mode); }));
     if (!_fd) {
         throw failure(errno);
     }
     _temporaryName = std::move(name);
     // Without a lock it could at worst be taken for abandoned; publishing it would fail then.
-    flock(_fd.get(), LOCK_EX | LOCK_NB);
+    lock(_fd);
 }
 
 void FileWriter::write(const char* data, std::size_t size) {
     while (size > 0) {
-        const ssize_t written = ::write(_fd.get(), data, size);
-        if (written < 0 && errno != EINTR) {
+        const ssize_t written = uninterrupted([&] { return ::write(_fd.get(), data, size); });
+        if (written < 0) {
             throw failure(errno);
         }
-        const auto progress = static_cast<std::size_t>(written < 0 ? 0 : written);
-        data += progress;
-        size -= progress;
+        data += written;
+        size -= static_cast<std::size_t>(written);
     }
 }
 
@@ -122,7 +128,8 @@ ServiceError FileWriter::failure(int error) const {
 }
 
 void removeAbandonedFiles(const OpenFolder& folder) {
-    FileDescriptor fd(openat(folder.fd(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    constexpr int Flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), ".", Flags); }));
     const std::unique_ptr<DIR, CloseListing> listing(fd ? fdopendir(fd.get()) : nullptr);
     if (!listing) {
         return;

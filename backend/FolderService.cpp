@@ -12,6 +12,7 @@
 
 #include "backend/EntryName.h"
 #include "backend/SystemError.h"
+#include "backend/Uninterrupted.h"
 
 namespace Nimra {
 
@@ -28,7 +29,8 @@ FileDescriptor openRoot(const std::string& folder) {
     if (folder.find('\0') != std::string::npos) {
         throw ServiceError(Reason::Refused, quotedName(folder) + " is not the path of a folder");
     }
-    FileDescriptor root(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    FileDescriptor root(
+        uninterrupted([&] { return ::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
     if (!root) {
         throw systemError(errno, "cannot open the folder " + quotedName(folder));
     }

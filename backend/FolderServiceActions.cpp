@@ -17,6 +17,7 @@
 #include "backend/FileWriter.h"
 #include "backend/FolderService.h"
 #include "backend/SystemError.h"
+#include "backend/Uninterrupted.h"
 
 namespace Nimra {
 
@@ -77,7 +78,8 @@ ServiceError relocationError(int error, const std::string& from, const std::stri
 
 /// The entry, not followed and not opened in the sense of a device or a pipe.
 FileDescriptor pinned(const OpenFolder& folder, const std::string& name) {
-    FileDescriptor fd(openat(folder.fd(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    constexpr int Flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), name.c_str(), Flags); }));
     if (!fd) {
         throw systemError(errno, "cannot open " + folder.text(name));
     }

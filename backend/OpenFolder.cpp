@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "backend/SystemError.h"
+#include "backend/Uninterrupted.h"
 
 namespace Nimra {
 
@@ -23,10 +24,8 @@ FileDescriptor openBeneath(int folder, const std::string& path, unsigned flags) 
     open_how how{};
     how.flags = flags | O_DIRECTORY | O_CLOEXEC;
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-    long fd = -1;
-    do {
-        fd = syscall(SYS_openat2, folder, path.c_str(), &how, sizeof how);
-    } while (fd < 0 && errno == EINTR);
+    const long fd =
+        uninterrupted([&] { return syscall(SYS_openat2, folder, path.c_str(), &how, sizeof how); });
     return FileDescriptor(static_cast<int>(fd));
 }
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "backend/SystemError.h"
+#include "backend/Uninterrupted.h"
 
 namespace Nimra {
 
@@ -13,11 +14,12 @@ std::string randomText(std::size_t bytes) {
     constexpr std::string_view Digits = "0123456789abcdef";
     std::string random(bytes, '\0');
     for (std::size_t filled = 0; filled < bytes;) {
-        const ssize_t got = getrandom(random.data() + filled, bytes - filled, 0);
-        if (got < 0 && errno != EINTR) {
+        const ssize_t got =
+            uninterrupted([&] { return getrandom(random.data() + filled, bytes - filled, 0); });
+        if (got < 0) {
             throw systemError(errno, "cannot get random numbers");
         }
-        filled += got < 0 ? 0 : static_cast<std::size_t>(got);
+        filled += static_cast<std::size_t>(got);
     }
     std::string text;
     text.reserve(2 * bytes);

@@ -1,0 +1,69 @@
+// Single failures of the system in places where they are easily got wrong.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+
+#include "backend/EntryName.h"
+#include "tests/backend/ActionFixture.h"
+#include "tests/support/SystemCallFaults.h"
+
+namespace Nimra {
+namespace {
+
+using Ormek::Testing::FailingCall;
+using Ormek::Testing::ShortCall;
+using testing::ElementsAre;
+
+class FaultyCallTest : public ActionFixture {};
+
+TEST_F(FaultyCallTest, ASignalFailsNothing) {
+    folder.makeFolder("f");
+    folder.writeFile("f/" + makeTemporaryName());
+    const unsigned long f = folderId("f");
+    {
+        const FailingCall interrupted("open", EINTR);
+        EXPECT_EQ(FolderService(folder.path().string()).root().id, 1U);
+        EXPECT_TRUE(interrupted.happened());
+    }
+    const auto interrupting = [](const std::string& call, const auto& action) {
+        const FailingCall interrupted(call, EINTR);
+        EXPECT_NO_THROW(action()) << call;
+        EXPECT_TRUE(interrupted.happened()) << call;
+    };
+    unsigned long a = 0;
+    interrupting("openat2", [&] { EXPECT_EQ(load(listing(1)).totalCount, 1U); });
+    interrupting("openat+create", [&] { a = create("a", "content").id; });
+    interrupting("write", [&] { create("b", "content"); });
+    interrupting("openat", [&] { service.openStreams(record(a, 1, "")); });
+    const auto stream = service.openStreams(record(a, 1, "")).stream;
+    std::string text(7, '\0');
+    interrupting("pread", [&] { EXPECT_EQ(stream->read(0, text.data(), 7), 7U); });
+    EXPECT_EQ(text, "content");
+    EXPECT_EQ(content("b"), "content");
+    interrupting("openat", [&] { save(a, {{"k", "v"}}); });
+    interrupting("getrandom", [&] { service.openSession(1, a, 7); });
+    interrupting("flock", [&] { remove(f); });
+    EXPECT_THAT(onDisk(), ElementsAre("a", "b"));
+}
+
+TEST_F(FaultyCallTest, WhatIsTransferredInPartGoesOnBehindIt) {
+    unsigned long a = 0;
+    {
+        const ShortCall part("write");
+        a = create("a", "content").id;
+        EXPECT_TRUE(part.happened());
+    }
+    EXPECT_EQ(content("a"), "content");
+    const auto stream = service.openStreams(record(a, 1, "")).stream;
+    std::string text(7, '\0');
+    const ShortCall part("pread");
+    EXPECT_EQ(stream->read(0, text.data(), 7), 7U);
+    EXPECT_TRUE(part.happened());
+    EXPECT_EQ(text, "content");
+}
+
+}  // namespace
+}  // namespace Nimra

@@ -99,6 +99,14 @@ void FileWriter::setAttributes(const KeyValues& values) {
     replaceAttributes(_fd.get(), values, _folder.text(_name));
 }
 
+struct statx FileWriter::status() const {
+    struct statx status {};
+    if (statx(_fd.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
+        throw failure(errno);
+    }
+    return status;
+}
+
 void FileWriter::publish() {
     if (uninterrupted([this] { return fsync(_fd.get()); }) != 0) {
         throw failure(errno);

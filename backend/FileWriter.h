@@ -35,13 +35,12 @@ class FileWriter {
     void write(const char* data, std::size_t size);
     /// Gives the file these attributes.
     void setAttributes(const KeyValues& values);
+    /// The file as it is so far.
+    struct statx status() const;
     /// Makes sure that the content and the attributes are on the disk, gives the file its name, and
     /// makes that durable too. Fails with Reason::Exists when the name is taken; no failure leaves
     /// anything behind. Only once, as the last thing.
     void publish();
-
-    /// The file being written.
-    int fd() const { return _fd.get(); }
 
   private:
     void openNamed();

@@ -113,6 +113,7 @@ class FolderService : public StorageService {
         OpenFolder folder;
 
         std::string text() const { return folder.text(name); }
+        KeyValues keyValues() const;
     };
 
     unsigned long folderOf(const ItemFilter& filter) const;
@@ -121,8 +122,7 @@ class FolderService : public StorageService {
     Document relocate(const Entry& entry, const OpenFolder& folder, unsigned long folderId,
                       const std::string& name);
     void removeFolder(const Entry& entry);
-    Document recordOf(unsigned long id, unsigned long folderId, const OpenFolder& folder,
-                      const std::string& name) const;
+    Document recordOf(const Entry& entry, unsigned long folderId, const std::string& name) const;
     OpenFolder open(unsigned long folderId, OpenFolder::Purpose purpose);
     FolderSnapshot& snapshotOf(unsigned long folderId, const OpenFolder& folder);
     void dropSnapshot(unsigned long folderId);

@@ -66,6 +66,14 @@ void copy(ContentSource& content, FileWriter& file, const std::string& text,
     }
 }
 
+/// Key values as they are read from the attributes that are made of them.
+KeyValues withoutFlags(KeyValues values) {
+    for (auto& [key, value] : values) {
+        value.second = false;
+    }
+    return values;
+}
+
 ServiceError relocationError(int error, const std::string& from, const std::string& to) {
     const std::string what = "cannot move " + from + " to " + to;
     // Said by a file system that cannot tell whether it overwrites, and of a folder that somebody
@@ -95,6 +103,13 @@ FileDescriptor pinned(const OpenFolder& folder, const std::string& name) {
 
 }  // namespace
 
+KeyValues FolderService::Entry::keyValues() const {
+    if (!S_ISDIR(status.stx_mode) && !S_ISREG(status.stx_mode)) {
+        return {};
+    }
+    return folder.attributes(name.c_str()).value_or(KeyValues());
+}
+
 FolderService::Entry FolderService::entryOf(unsigned long id) {
     const NodeTable::Node* node = _nodes.find(id);
     if (!node) {
@@ -118,20 +133,13 @@ FolderService::Entry FolderService::entryOf(unsigned long id) {
     return entry;
 }
 
-/// The record of an entry of either kind, as actions return it.
-Document FolderService::recordOf(unsigned long id, unsigned long folderId, const OpenFolder& folder,
+/// The record of an entry of either kind, without key values, once it lies in that folder under
+/// that name. Actions make their records beforehand: nothing may fail once they have taken effect.
+Document FolderService::recordOf(const Entry& entry, unsigned long folderId,
                                  const std::string& name) const {
-    struct statx status {};
-    if (const int error = folder.status(name.c_str(), status)) {
-        throw systemError(error, "cannot look at " + folder.text(name));
-    }
-    Document record = documentRecord(id, folderId, name, status);
-    const bool isFolder = S_ISDIR(status.stx_mode);
-    if (isFolder) {
+    Document record = documentRecord(entry.id, folderId, name, entry.status);
+    if (S_ISDIR(entry.status.stx_mode)) {
         record.type = FolderType;
-    }
-    if (isFolder || S_ISREG(status.stx_mode)) {
-        record._keyValues = folder.attributes(name.c_str()).value_or(KeyValues());
     }
     return record;
 }
@@ -152,10 +160,12 @@ Document FolderService::create(const Document& document, ContentSource* content,
     if (const KeyValues values = document.keyValues(); !values.empty()) {
         file.setAttributes(values);
     }
+    Document record = documentRecord(0, folderId, name, file.status());
+    record._keyValues = withoutFlags(document.keyValues());
     file.publish();
     dropSnapshot(folderId);
-    const unsigned long id = _nodes.idOf(folderId, name, EntryKind::Document);
-    return recordOf(id, folderId, folder, name);
+    record.id = _nodes.idOf(folderId, name, EntryKind::Document);
+    return record;
 }
 
 Folder FolderService::makeFolder(const Folder& record) {
@@ -169,9 +179,10 @@ Folder FolderService::makeFolder(const Folder& record) {
     makeDurable(folder.fd());
     dropSnapshot(folderId);
     const unsigned long id = _nodes.idOf(folderId, name, EntryKind::Folder);
+    // It is made, whether more can be told about it or not.
     struct statx status {};
-    if (const int error = folder.status(name.c_str(), status)) {
-        throw systemError(error, "cannot look at " + folder.text(name));
+    if (folder.status(name.c_str(), status) != 0) {
+        status = {};
     }
     return folderRecord(id, folderId, name, status);
 }
@@ -203,6 +214,8 @@ Document FolderService::rename(const Document& document) {
 Document FolderService::relocate(const Entry& entry, const OpenFolder& folder,
                                  unsigned long folderId, const std::string& name) {
     const bool staysThere = folderId == entry.parentId && name == entry.name;
+    Document record = recordOf(entry, folderId, name);
+    record._keyValues = entry.keyValues();
     if (!staysThere) {
         if (renameat2(entry.folder.fd(), entry.name.c_str(), folder.fd(), name.c_str(),
                       RENAME_NOREPLACE) != 0) {
@@ -217,7 +230,7 @@ Document FolderService::relocate(const Entry& entry, const OpenFolder& folder,
             makeDurable(entry.folder.fd());
         }
     }
-    return recordOf(entry.id, folderId, folder, name);
+    return record;
 }
 
 // --- Removing ------------------------------------------------------------------------------
@@ -259,15 +272,19 @@ void FolderService::removeFolder(const Entry& entry) {
 OpenedDocument FolderService::openStreams(const Document& document) {
     const Entry entry = entryOf(document.id);
     auto stream = std::make_shared<FileStream>(entry.folder, entry.name);
-    return {recordOf(entry.id, entry.parentId, entry.folder, entry.name), std::move(stream)};
+    Document record = recordOf(entry, entry.parentId, entry.name);
+    record._keyValues = entry.keyValues();
+    return {std::move(record), std::move(stream)};
 }
 
 Document FolderService::saveMetaData(const Document& document) {
     const Entry entry = entryOf(document.id);
     const FileDescriptor fd = pinned(entry.folder, entry.name);
+    Document record = recordOf(entry, entry.parentId, entry.name);
+    record._keyValues = withoutFlags(document.keyValues());
     replaceAttributes(fd.get(), document.keyValues(), entry.text());
     makeDurable(fd.get());
-    return recordOf(entry.id, entry.parentId, entry.folder, entry.name);
+    return record;
 }
 
 DocumentSession FolderService::openSession(unsigned long, unsigned long documentId,

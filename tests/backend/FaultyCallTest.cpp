@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <functional>
 #include <string>
 
 #include "backend/EntryName.h"
@@ -47,6 +48,39 @@ TEST_F(FaultyCallTest, ASignalFailsNothing) {
     interrupting("getrandom", [&] { service.openSession(1, a, 7); });
     interrupting("flock", [&] { remove(f); });
     EXPECT_THAT(onDisk(), ElementsAre("a", "b"));
+}
+
+TEST_F(FaultyCallTest, AnActionThatIsCalledFailedHasChangedNothing) {
+    const auto lookingFails = [this](const std::function<void()>& action) {
+        for (const std::string call : {"statx", "llistxattr", "lgetxattr"}) {
+            // As often as the action looks at something; it does so twice at most.
+            for (unsigned nth = 1; nth <= 3; ++nth) {
+                const auto before = onDisk();
+                const FailingCall failing(call, EIO, nth);
+                try {
+                    action();
+                } catch (const ServiceError&) {
+                    EXPECT_EQ(onDisk(), before) << call << ' ' << nth;
+                }
+            }
+        }
+    };
+    int made = 0;
+    lookingFails([&] { create("a" + std::to_string(++made), "x"); });
+    lookingFails([&] { makeFolder("f" + std::to_string(++made)); });
+    const unsigned long a = create("a", "x").id;
+    save(a, {{"k", "v"}});
+    lookingFails([&] { rename(a, "b" + std::to_string(++made)); });
+}
+
+TEST_F(FaultyCallTest, AMadeFolderIsAnsweredAlsoIfNothingMoreCanBeToldAboutIt) {
+    const FailingCall failing("statx", EIO);
+    const Folder made = makeFolder("f");
+    EXPECT_TRUE(failing.happened());
+    EXPECT_EQ(made.name, "f");
+    EXPECT_EQ(made.accessLevel, 0);
+    EXPECT_EQ(made.created, 0U);
+    EXPECT_EQ(folderId("f"), made.id);
 }
 
 TEST_F(FaultyCallTest, WhatIsTransferredInPartGoesOnBehindIt) {

@@ -320,20 +320,23 @@ void EntryList::indexNames() const {
     if (_byName && _namesAreFixed && _nameChanges == ItemInternal::nameChanges()) {
         return;
     }
+    // Nothing of it counts before all of it is there.
     ItemIndex index;
     index.reserve(_size);
-    _nameChanges = ItemInternal::nameChanges();
-    _namesAreFixed = true;
+    const unsigned long nameChanges = ItemInternal::nameChanges();
+    bool namesAreFixed = true;
     for (const Chunk& chunk : _chunks) {
         for (const Entry& entry : chunk.slots) {
             if (entry) {
                 const std::string name = entry->name();
                 index.insert(hashOf(name), entry.get(), chunk.number);
-                _namesAreFixed = _namesAreFixed && !name.empty() && countsItsChanges(*entry);
+                namesAreFixed = namesAreFixed && !name.empty() && countsItsChanges(*entry);
             }
         }
     }
     _byName = std::move(index);
+    _nameChanges = nameChanges;
+    _namesAreFixed = namesAreFixed;
 }
 
 void EntryList::addPositions(const Item* item, std::uint32_t number,

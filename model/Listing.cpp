@@ -152,7 +152,6 @@ void Listing::invalidate() {
 }
 
 void Listing::addPage(unsigned long offset, unsigned long count) {
-    _vacancy.reset();
     if (count != 0) {
         _loaded.add(offset, endOf(offset, count));
     } else {
@@ -161,6 +160,7 @@ void Listing::addPage(unsigned long offset, unsigned long count) {
             _emptyPages.insert(place, offset);
         }
     }
+    _vacancy.reset();
     _announced = {offset, count};
     _merging = true;
     _evicted.clear();
@@ -175,7 +175,6 @@ void Listing::totalCount(unsigned long total) {
 }
 
 void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PagePart part) {
-    _vacancy.reset();
     const Page page = pageAt(offset, delivered.size());
     std::vector<Entry> arranged = arrange(page, std::move(delivered), part);
     RangeSet held = _held;
@@ -186,10 +185,10 @@ void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PageP
         held.remove(position, position + 1);
     }
     held.add(page.begin, totals.believed ? std::min(page.end, _totalCount) : page.end);
-    _entries.reserve(page.begin, page.begin + arranged.size(), _evicted.size());
-    reserveEvicted();
+    makeRoom(page.begin, page.begin + arranged.size());
 
     // Nothing fails from here on.
+    _vacancy.reset();
     if (!_totals.judged && totals.believed) {
         countAdditions();
     }
@@ -274,6 +273,18 @@ void Listing::forget(const Item& item) noexcept {
     const auto isIt = [&](const Addition& addition) { return sameEntry(*addition.entry, item); };
     _front.erase(std::remove_if(_front.begin(), _front.end(), isIt), _front.end());
     _back.erase(std::remove_if(_back.begin(), _back.end(), isIt), _back.end());
+}
+
+// For a delivery and for what comes back after it. On failure the listing ends where it ended.
+void Listing::makeRoom(unsigned long begin, unsigned long end) {
+    const unsigned long listingEnd = _entries.end();
+    try {
+        _entries.reserve(begin, end, _evicted.size());
+        reserveEvicted();
+    } catch (...) {
+        _entries.truncate(listingEnd);
+        throw;
+    }
 }
 
 void Listing::reserveEvicted() {
@@ -389,11 +400,12 @@ void Listing::addItem(Entry item, bool front) {
 }
 
 void Listing::removeItem(unsigned long id) {
-    _vacancy.reset();
     if (id == 0) {
+        _vacancy.reset();
         return;
     }
     const std::vector<unsigned long> positions = _entries.positionsOfId(id);
+    _vacancy.reset();
     // From behind, so that the positions that are still to come stay right.
     for (auto position = positions.rbegin(); position != positions.rend(); ++position) {
         eraseAt(*position);
@@ -428,11 +440,8 @@ void Listing::shiftEvicted(unsigned long position, bool up) noexcept {
 }
 
 bool Listing::removeItemByName(const Entry& item) {
+    std::optional<Vacancy> vacancy = item ? findByName(item) : std::nullopt;
     _vacancy.reset();
-    if (!item) {
-        return false;
-    }
-    std::optional<Vacancy> vacancy = findByName(item);
     if (!vacancy) {
         return false;
     }

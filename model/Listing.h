@@ -90,6 +90,7 @@ class Listing {
     void shiftEvicted(unsigned long position, bool up) noexcept;
     void forget(const Item& item) noexcept;
     void countAdditions() noexcept;
+    void makeRoom(unsigned long begin, unsigned long end);
     void reserveEvicted();
     void restoreEvicted(const Page& page) noexcept;
     void leaveBehindTotal() noexcept;

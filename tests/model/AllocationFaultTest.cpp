@@ -1,0 +1,253 @@
+#include <gtest/gtest.h>
+#include <rapidcheck.h>
+
+#include <cstdio>
+#include <memory>
+#include <new>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/model/ListingWorld.h"
+#include "tests/support/AllocationFaults.h"
+#include "tests/support/Fakes.h"
+#include "tests/support/FixedCases.h"
+
+namespace Ormek::Testing {
+namespace {
+
+using Steps = std::vector<ListingStep>;
+using Kind = ListingStep::Kind;
+
+/// What is done before, the call that fails, and what is done after it.
+struct Story {
+    Steps before;
+    ListingStep step;
+    Steps after;
+};
+
+std::ostream& operator<<(std::ostream& out, const Story& story) {
+    for (const ListingStep& step : story.before) {
+        out << step << ' ';
+    }
+    out << "then " << story.step << ", then";
+    for (const ListingStep& step : story.after) {
+        out << ' ' << step;
+    }
+    return out;
+}
+
+/// What a story comes to when the call passes, and when it never takes place.
+class Expectations {
+  public:
+    explicit Expectations(const Story& story) {
+        ListingWorld passing;
+        passing.take(story.before);
+        ListingWorld sparing;
+        sparing.take(story.before);
+        before = sparing.state();
+        answer = passing.take(story.step);
+        passed = passing.state();
+        passing.take(story.after);
+        passedInTheEnd = passing.state();
+        sparing.take(story.after);
+        sparedInTheEnd = sparing.state();
+    }
+
+    std::string before;
+    std::string answer;
+    std::string passed;
+    std::string passedInTheEnd;
+    std::string sparedInTheEnd;
+};
+
+enum class Retry { No, Yes };
+
+/// Lets the n-th allocation of the call fail; whether there was one. Says in `wrong` what is not as
+/// it must be: the call throws and changes nothing, seen or unseen, or passes as if nothing was.
+bool failAt(unsigned long nth, const Story& story, const Expectations& expected, Retry retry,
+            std::string& wrong) {
+    const unsigned long blocks = AllocationFaults::liveBlocks();
+    bool struck = false;
+    {
+        ListingWorld world;
+        world.take(story.before);
+        bool thrown = false;
+        std::string answer;
+        {
+            const AllocationFaults faults(nth);
+            try {
+                answer = world.take(story.step);
+            } catch (const std::bad_alloc&) {
+                thrown = true;
+            }
+            struck = faults.struck();
+        }
+        const auto check = [&](const std::string& state, const std::string& wanted) {
+            wrong += state == wanted ? "" : "instead of\n" + wanted + "it says\n" + state;
+        };
+        check(world.state(), thrown ? expected.before : expected.passed);
+        if (thrown && retry == Retry::Yes) {
+            answer = world.take(story.step);
+            check(world.state(), expected.passed);
+        }
+        if (!thrown || retry == Retry::Yes) {
+            check(answer, expected.answer);
+        }
+        world.take(story.after);
+        check(world.state(),
+              thrown && retry == Retry::No ? expected.sparedInTheEnd : expected.passedInTheEnd);
+    }
+    if (wrong.empty() && AllocationFaults::liveBlocks() != blocks) {
+        wrong = "something leaks";
+    }
+    return struck;
+}
+
+unsigned long failEverywhere(const Story& story, std::string& wrong) {
+    const Expectations expected(story);
+    unsigned long nth = 1;
+    while (failAt(nth, story, expected, Retry::Yes, wrong) && wrong.empty()) {
+        failAt(nth, story, expected, Retry::No, wrong);
+        ++nth;
+    }
+    if (!wrong.empty()) {
+        wrong = "fault " + std::to_string(nth) + ": " + wrong;
+    }
+    return nth - 1;
+}
+
+void report(unsigned long tried) {
+    testing::Test::RecordProperty("fault_points", std::to_string(tried));
+    std::printf("fault points tried: %lu\n", tried);
+}
+
+rc::Gen<unsigned long> number(unsigned long end) {
+    return rc::gen::resize(rc::kNominalSize, rc::gen::inRange(0ul, end));
+}
+
+// What leaves something behind that a later call relies on comes more often.
+rc::Gen<Kind> kinds() {
+    const auto kind = [](unsigned long n) { return static_cast<Kind>(n); };
+    return rc::gen::weightedOneOf<Kind>(
+        {{3, rc::gen::map(number(Kind::Last + 1), kind)},
+         {3, rc::gen::element(Kind::AddItems, Kind::AddInFront, Kind::RemoveByName, Kind::Rename,
+                              Kind::ItemByName)}});
+}
+
+rc::Gen<ListingStep> steps() {
+    return rc::gen::build<ListingStep>(rc::gen::set(&ListingStep::kind, kinds()),
+                                       rc::gen::set(&ListingStep::one, number(12)),
+                                       rc::gen::set(&ListingStep::other, number(12)));
+}
+
+rc::Gen<Story> stories() {
+    return rc::gen::build<Story>(
+        rc::gen::set(&Story::before, rc::gen::container<Steps>(steps())),
+        rc::gen::set(&Story::step, steps()),
+        rc::gen::set(&Story::after, rc::gen::resize(3, rc::gen::container<Steps>(steps()))));
+}
+
+constexpr int Cases = 1000;
+constexpr int Size = 40;
+
+TEST(ListingAllocationFaultTest, ACallWithoutMemoryChangesNothingWhateverWentBefore) {
+    unsigned long tried = 0;
+    EXPECT_TRUE(holds("throws or passes, and nothing in between", Cases, Size, [&tried] {
+        const Story story = *stories();
+        std::string wrong;
+        tried += failEverywhere(story, wrong);
+        if (!wrong.empty()) {
+            RC_FAIL(wrong);
+        }
+    }));
+    report(tried);
+}
+
+/// Gives back how many faults were tried.
+unsigned long expectNoHarm(const Story& story) {
+    std::string wrong;
+    const unsigned long tried = failEverywhere(story, wrong);
+    EXPECT_EQ(wrong, "") << story;
+    return tried;
+}
+
+/// A listing with gaps, additions at both ends, an entry renamed and a page announced.
+Steps busy() {
+    return {{Kind::AddPage, 0, 3},    {Kind::TotalCount, 9, 0}, {Kind::AddItems, 0, 3},
+            {Kind::AddPage, 5, 2},    {Kind::TotalCount, 9, 0}, {Kind::AddItems, 5, 2},
+            {Kind::AddInFront, 0, 0}, {Kind::AddBehind, 1, 0},  {Kind::ItemByName, 2, 0},
+            {Kind::Rename, 3, 0},     {Kind::AddPage, 2, 4}};
+}
+
+TEST(ListingAllocationFaultTest, NoCallOnABusyListingDoesHalfOfItsWork) {
+    unsigned long tried = 0;
+    for (int kind = 0; kind <= Kind::Last; ++kind) {
+        for (unsigned long one = 0; one < ListingWorld::Entries; ++one) {
+            const ListingStep step{static_cast<Kind>(kind), one, (one * 7 + 4) % 11};
+            tried += expectNoHarm({busy(), step, {{Kind::AddItems, 2, 4}}});
+        }
+    }
+    report(tried);
+}
+
+// Longer than what is allocated in one go.
+TEST(ListingAllocationFaultTest, ALongDeliveryIsPlacedWholeOrNotAtAll) {
+    constexpr unsigned long Length = 1000;
+    std::vector<std::shared_ptr<Item>> entries;
+    for (unsigned long id = 1; id <= Length; ++id) {
+        entries.push_back(makeObject(id, 7, "entry"));
+    }
+    bool failed = true;
+    for (unsigned long nth = 1; failed; ++nth) {
+        QueryResultInternal result{FilterInternal()};
+        result.addPage(0, 1);
+        result.totalCount(0);
+        result.addItems(0, {entries.front()});
+        result.addItem(entries.back(), false);
+        {
+            const AllocationFaults faults(nth);
+            try {
+                result.addItems(1, entries);
+            } catch (const std::bad_alloc&) {
+            }
+            failed = faults.struck();
+        }
+        EXPECT_EQ(result.count(), failed ? 2 : Length) << "fault " << nth;
+        EXPECT_EQ(result.page(0, 1).size(), failed ? 2 : 0) << "fault " << nth;
+        EXPECT_EQ(result.page(0, 2 * Length).size(), result.count()) << "fault " << nth;
+    }
+}
+
+// Entry 1 is asked for by the name of entry 2, which it has been given.
+TEST(ListingAllocationFaultTest, AFailedLookUpByNameHidesNoRenamedEntry) {
+    expectNoHarm({{{Kind::AddItems, 0, 3}, {Kind::ItemByName, 3, 0}, {Kind::Rename, 3, 1}},
+                  {Kind::ItemByName, 1, 0},
+                  {}});
+}
+
+TEST(ListingAllocationFaultTest, AFailedEditDoesNotForgetAVacatedPlace) {
+    for (const ListingStep& failing :
+         {ListingStep{Kind::RemoveItem, 5, 0}, ListingStep{Kind::AddItems, 0, 3},
+          ListingStep{Kind::AddPage, 5, 2}, ListingStep{Kind::RemoveByName, 5, 0}}) {
+        expectNoHarm({{{Kind::AddItems, 0, 5}, {Kind::RemoveByName, 6, 0}},
+                      failing,
+                      {{Kind::AddInFront, 6, 0}}});
+    }
+}
+
+// Where no total is believed, the listing ends behind the last entry that was delivered, and local
+// additions come with the page that reaches that far.
+TEST(ListingAllocationFaultTest, AFailedDeliveryDoesNotMoveTheEndOfTheListing) {
+    const Steps unbelieved{{Kind::AddPage, 0, 2}, {Kind::TotalCount, 0, 0}, {Kind::AddItems, 0, 2}};
+    const Steps evicting{{Kind::AddBehind, 8, 0},
+                         {Kind::AddPage, 2, 3},
+                         {Kind::RemoveByName, 4, 0},
+                         {Kind::AddInFront, 4, 0}};
+    Steps before = unbelieved;
+    before.insert(before.end(), evicting.begin(), evicting.end());
+    expectNoHarm({before, {Kind::AddItems, 2, 3}, {}});
+}
+
+}  // namespace
+}  // namespace Ormek::Testing

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <memory>
 #include <new>
-#include <ostream>
 #include <string>
 #include <vector>
 
+#include "tests/model/ListingTrial.h"
 #include "tests/model/ListingWorld.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/Fakes.h"
@@ -19,103 +19,7 @@ namespace {
 using Steps = std::vector<ListingStep>;
 using Kind = ListingStep::Kind;
 
-/// What is done before, the call that fails, and what is done after it.
-struct Story {
-    Steps before;
-    ListingStep step;
-    Steps after;
-};
-
-std::ostream& operator<<(std::ostream& out, const Story& story) {
-    for (const ListingStep& step : story.before) {
-        out << step << ' ';
-    }
-    out << "then " << story.step << ", then";
-    for (const ListingStep& step : story.after) {
-        out << ' ' << step;
-    }
-    return out;
-}
-
-/// What a story comes to when the call passes, and when it never takes place.
-class Expectations {
-  public:
-    explicit Expectations(const Story& story) {
-        ListingWorld passing;
-        passing.take(story.before);
-        ListingWorld sparing;
-        sparing.take(story.before);
-        before = sparing.state();
-        answer = passing.take(story.step);
-        passed = passing.state();
-        passing.take(story.after);
-        passedInTheEnd = passing.state();
-        sparing.take(story.after);
-        sparedInTheEnd = sparing.state();
-    }
-
-    std::string before;
-    std::string answer;
-    std::string passed;
-    std::string passedInTheEnd;
-    std::string sparedInTheEnd;
-};
-
-enum class Retry { No, Yes };
-
-/// Lets the n-th allocation of the call fail; whether there was one. Says in `wrong` what is not as
-/// it must be: the call throws and changes nothing, seen or unseen, or passes as if nothing was.
-bool failAt(unsigned long nth, const Story& story, const Expectations& expected, Retry retry,
-            std::string& wrong) {
-    const unsigned long blocks = AllocationFaults::liveBlocks();
-    bool struck = false;
-    {
-        ListingWorld world;
-        world.take(story.before);
-        bool thrown = false;
-        std::string answer;
-        {
-            const AllocationFaults faults(nth);
-            try {
-                answer = world.take(story.step);
-            } catch (const std::bad_alloc&) {
-                thrown = true;
-            }
-            struck = faults.struck();
-        }
-        const auto check = [&](const std::string& state, const std::string& wanted) {
-            wrong += state == wanted ? "" : "instead of\n" + wanted + "it says\n" + state;
-        };
-        check(world.state(), thrown ? expected.before : expected.passed);
-        if (thrown && retry == Retry::Yes) {
-            answer = world.take(story.step);
-            check(world.state(), expected.passed);
-        }
-        if (!thrown || retry == Retry::Yes) {
-            check(answer, expected.answer);
-        }
-        world.take(story.after);
-        check(world.state(),
-              thrown && retry == Retry::No ? expected.sparedInTheEnd : expected.passedInTheEnd);
-    }
-    if (wrong.empty() && AllocationFaults::liveBlocks() != blocks) {
-        wrong = "something leaks";
-    }
-    return struck;
-}
-
-unsigned long failEverywhere(const Story& story, std::string& wrong) {
-    const Expectations expected(story);
-    unsigned long nth = 1;
-    while (failAt(nth, story, expected, Retry::Yes, wrong) && wrong.empty()) {
-        failAt(nth, story, expected, Retry::No, wrong);
-        ++nth;
-    }
-    if (!wrong.empty()) {
-        wrong = "fault " + std::to_string(nth) + ": " + wrong;
-    }
-    return nth - 1;
-}
+AllocationFaults armed(unsigned long nth) { return AllocationFaults(nth); }
 
 void report(unsigned long tried) {
     testing::Test::RecordProperty("fault_points", std::to_string(tried));
@@ -141,34 +45,34 @@ rc::Gen<ListingStep> steps() {
                                        rc::gen::set(&ListingStep::other, number(12)));
 }
 
-rc::Gen<Story> stories() {
-    return rc::gen::build<Story>(
-        rc::gen::set(&Story::before, rc::gen::container<Steps>(steps())),
-        rc::gen::set(&Story::step, steps()),
-        rc::gen::set(&Story::after, rc::gen::resize(3, rc::gen::container<Steps>(steps()))));
+rc::Gen<ListingStory> stories() {
+    return rc::gen::build<ListingStory>(
+        rc::gen::set(&ListingStory::before, rc::gen::container<Steps>(steps())),
+        rc::gen::set(&ListingStory::step, steps()),
+        rc::gen::set(&ListingStory::after, rc::gen::resize(3, rc::gen::container<Steps>(steps()))));
 }
 
-constexpr int Cases = 1000;
+constexpr int Cases = 700;
 constexpr int Size = 40;
 
 TEST(ListingAllocationFaultTest, ACallWithoutMemoryChangesNothingWhateverWentBefore) {
     unsigned long tried = 0;
     EXPECT_TRUE(holds("throws or passes, and nothing in between", Cases, Size, [&tried] {
-        const Story story = *stories();
-        std::string wrong;
-        tried += failEverywhere(story, wrong);
-        if (!wrong.empty()) {
-            RC_FAIL(wrong);
+        const ListingStory story = *stories();
+        ListingTrial trial(story);
+        tried += trial.failAtEveryPoint<std::bad_alloc>(armed);
+        if (!trial.wrong().empty()) {
+            RC_FAIL(trial.wrong());
         }
     }));
     report(tried);
 }
 
 /// Gives back how many faults were tried.
-unsigned long expectNoHarm(const Story& story) {
-    std::string wrong;
-    const unsigned long tried = failEverywhere(story, wrong);
-    EXPECT_EQ(wrong, "") << story;
+unsigned long expectNoHarm(const ListingStory& story) {
+    ListingTrial trial(story);
+    const unsigned long tried = trial.failAtEveryPoint<std::bad_alloc>(armed);
+    EXPECT_EQ(trial.wrong(), "") << story;
     return tried;
 }
 

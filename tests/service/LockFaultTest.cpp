@@ -1,0 +1,43 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <string>
+#include <system_error>
+
+#include "service/OperationHandler.h"
+#include "tests/service/ServiceTrial.h"
+#include "tests/support/LockFaults.h"
+
+namespace Ormek::Testing {
+namespace {
+
+class ServiceLockTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        if (!LockFaults::arePossible()) {
+            GTEST_SKIP() << "the thread sanitizer has to see every lock itself";
+        }
+    }
+};
+
+TEST_F(ServiceLockTest, ThatFailsLosesNothing) {
+    tryEveryServiceFault<std::system_error>(
+        [](unsigned long nth) { return LockFaults(nth, EAGAIN); });
+}
+
+TEST_F(ServiceLockTest, OfTheRegistryThatFailsChangesNoHandler) {
+    const std::string name = "a handler behind a lock";
+    Nimra::OperationHandler mine;
+    {
+        const LockFaults faults(1, EINVAL);
+        EXPECT_THROW(Nimra::OperationHandler::registerHandler(name, &mine), std::system_error);
+    }
+    {
+        const LockFaults faults(1, EINVAL);
+        EXPECT_THROW(Nimra::OperationHandler::getHandler(name), std::system_error);
+    }
+    EXPECT_NE(Nimra::OperationHandler::getHandler(name), &mine);
+}
+
+}  // namespace
+}  // namespace Ormek::Testing

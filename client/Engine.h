@@ -190,6 +190,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
 
     std::shared_ptr<Item> held(const Target& target);
     std::shared_ptr<Item> heldByPath(const std::string& path);
+    std::shared_ptr<Item> heldIn(unsigned long folderId, const std::string& name);
     std::shared_ptr<Item> actedOn(const Target& target);
     std::shared_ptr<Item> folderFor(const Target& target);
     bool isWithin(unsigned long id, unsigned long folderId);

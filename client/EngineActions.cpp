@@ -69,13 +69,25 @@ std::shared_ptr<Item> Client::Engine::heldByPath(const std::string& path) {
             const bool atRoot = item->id() == _rootId;
             item = atRoot ? item : _cache.getItemInternal(item->parentId());
         } else {
-            item = heldEntry(item->id(), part);
+            item = heldIn(item->id(), part);
         }
         if (!item) {
             refuseUnknown("\"" + path + "\": \"" + part + "\" is not held");
         }
     }
     return item;
+}
+
+// Also what only listings of another order, of one kind or of a search have brought.
+std::shared_ptr<Item> Client::Engine::heldIn(unsigned long folderId, const std::string& name) {
+    if (auto entry = heldEntry(folderId, name)) {
+        return entry;
+    }
+    const std::vector<std::shared_ptr<Item>> children = _cache.getChildren(folderId);
+    const auto found = std::find_if(children.begin(), children.end(), [&](const auto& child) {
+        return child->name() == name && !isHidden(child->id());
+    });
+    return found == children.end() ? nullptr : *found;
 }
 
 std::shared_ptr<Item> Client::Engine::actedOn(const Target& target) {

@@ -225,7 +225,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     Shown shownOf(unsigned long id);
     Values valuesOf(unsigned long id);
     void show(unsigned long id, const Shown& was, const Shown& now);
-    void showFolder(const std::shared_ptr<Item>& item, const Shown& was, const Edits::State& now);
+    void showFolder(const std::shared_ptr<Item>& item, bool wasShown, unsigned long folderId);
     void lose(unsigned long id);
     void forget(unsigned long id);
     void invalidate(unsigned long folderId, const QueryResult* except = nullptr);

@@ -447,10 +447,10 @@ void Client::Engine::applySuccess(const Undertaking& undertaking, unsigned long 
     const Shown was = _edits.shown(id);
     _edits.served(id, removed ? std::nullopt : Shown(stateOf(record)));
     const Shown now = _edits.end(id, operationId);
+    show(id, was, now);
     if (!removed && now) {
         refreshFrom(id, record, *now);
     }
-    show(id, was, now);
     if (!_edits.has(id)) {
         _listings.forget(id);
         if (!now) {

@@ -76,18 +76,17 @@ void Client::Engine::show(unsigned long id, const Shown& was, const Shown& now) 
     if (const auto object = OrmekCast::castObjectInternal(_cache.castObject(item))) {
         object->setKeyValues(now->keyValues);
     }
-    showFolder(item, was, *now);
+    showFolder(item, was.has_value(), now->folderId);
 }
 
-void Client::Engine::showFolder(const std::shared_ptr<Item>& item, const Shown& was,
-                                const Edits::State& now) {
-    if (item->parentId() != now.folderId) {
-        _cache.onRemoteObjectMoved(now.folderId, item->id());
+void Client::Engine::showFolder(const std::shared_ptr<Item>& item, bool wasShown,
+                                unsigned long folderId) {
+    const unsigned long left = item->parentId();
+    if (left != folderId) {
+        _listings.leave(left, item->id());
+        _cache.onRemoteObjectMoved(folderId, item->id());
     }
-    if (was && was->folderId != now.folderId) {
-        _listings.leave(was->folderId, item->id());
-    }
-    if (!was || was->folderId != now.folderId) {
+    if (!wasShown || left != folderId) {
         _listings.enter(item);
     }
 }

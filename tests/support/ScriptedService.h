@@ -84,6 +84,12 @@ class ScriptedService : public Nimra::StorageService {
         _held = false;
         _changed.notify_all();
     }
+    /// Lets one go that waits, or else the next one.
+    void releaseOne() {
+        const std::lock_guard lock(_mutex);
+        ++_passes;
+        _changed.notify_all();
+    }
     /// What was asked for so far.
     std::vector<Nimra::ItemFilter> asked() const {
         const std::lock_guard lock(_mutex);
@@ -93,10 +99,20 @@ class ScriptedService : public Nimra::StorageService {
     Nimra::Page load(const Nimra::ItemFilter& filter) override {
         std::unique_lock lock(_mutex);
         _asked.push_back(filter);
-        _changed.wait(lock, [this] { return !_held; });
+        waitWhileHeld(lock);
         throwIfFailing();
         return pageOf(filter);
     }
+
+  protected:
+    void waitWhileHeld(std::unique_lock<std::mutex>& lock) {
+        _changed.wait(lock, [this] { return !_held || _passes != 0; });
+        _passes -= _held ? 1 : 0;
+    }
+
+    mutable std::mutex _mutex;
+    std::vector<Nimra::Folder> _folders;
+    std::vector<Nimra::Document> _documents;
 
   private:
     void throwIfFailing() const {
@@ -146,14 +162,12 @@ class ScriptedService : public Nimra::StorageService {
         }
     }
 
-    mutable std::mutex _mutex;
     std::condition_variable _changed;
-    std::vector<Nimra::Folder> _folders;
-    std::vector<Nimra::Document> _documents;
     std::vector<Nimra::Tag> _tags;
     std::vector<Nimra::ItemFilter> _asked;
     std::optional<Nimra::ServiceError> _error;
     bool _held = false;
+    unsigned long _passes = 0;
 };
 
 }  // namespace Ormek::Testing

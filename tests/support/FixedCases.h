@@ -2,15 +2,18 @@
 
 #include <rapidcheck.h>
 
+#include <cstdint>
 #include <iostream>
 
 namespace Ormek::Testing {
 
-/// Tries a property on the same random cases every time; says on standard error how it fails.
+/// Tries a property on the same random cases every time, or on those of another seed; says on
+/// standard error how it fails.
 template <class Property>
-bool holds(const char* description, int cases, int size, Property property) {
+bool holds(const char* description, int cases, int size, Property property,
+           std::uint64_t seed = 14) {
     rc::detail::TestParams params;
-    params.seed = 14;
+    params.seed = seed;
     params.maxSuccess = cases;
     params.maxSize = size;
     rc::detail::TestMetadata metadata;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 
 #include "apps/CommandError.h"
 #include "apps/Escape.h"
@@ -9,8 +10,6 @@
 namespace App {
 
 namespace {
-
-std::string quoted(std::string_view text) { return "'" + escaped(text) + "'"; }
 
 const Arguments::Option& known(std::string_view name,
                                std::initializer_list<Arguments::Option> options) {
@@ -42,7 +41,7 @@ Arguments::Arguments(const std::vector<std::string>& words, std::initializer_lis
         }
     }
     if (_paths.size() < paths.least) {
-        throw CommandError("a path is needed");
+        throw CommandError("an argument is missing");
     }
     if (_paths.size() > paths.most) {
         throw CommandError("one argument too many: " + quoted(_paths[paths.most]));
@@ -87,20 +86,29 @@ std::optional<std::uint32_t> Arguments::number(std::string_view name) const {
     if (!digits) {
         return std::nullopt;
     }
-    std::uint32_t value = 0;
-    const char* end = digits->data() + digits->size();
-    const auto [stop, error] = std::from_chars(digits->data(), end, value);
-    if (error == std::errc::result_out_of_range) {
-        throw CommandError(std::string(name) + ": " + quoted(*digits) + " is too large");
+    constexpr unsigned long Largest = std::numeric_limits<std::uint32_t>::max();
+    try {
+        return static_cast<std::uint32_t>(wholeNumber(*digits, Largest));
+    } catch (const CommandError& error) {
+        throw CommandError(std::string(name) + ": " + error.what());
     }
-    if (error != std::errc() || stop != end) {
-        throw CommandError(std::string(name) + ": " + quoted(*digits) + " is not a whole number");
-    }
-    return value;
 }
 
 std::optional<std::string> Arguments::path() const {
     return _paths.empty() ? std::nullopt : std::optional(_paths.front());
+}
+
+unsigned long wholeNumber(const std::string& digits, unsigned long largest) {
+    unsigned long value = 0;
+    const char* end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, value);
+    if (error == std::errc::result_out_of_range || value > largest) {
+        throw CommandError(quoted(digits) + " is too large");
+    }
+    if (error != std::errc() || stop != end) {
+        throw CommandError(quoted(digits) + " is not a whole number");
+    }
+    return value;
 }
 
 }  // namespace App

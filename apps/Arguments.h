@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -11,7 +12,7 @@
 
 namespace App {
 
-/// The options and paths that were given to a command.
+/// The options and paths, or whatever else is no option, that were given to a command.
 ///
 /// Options may stand anywhere before a "--". A value is the next word, or what follows a "=". Flags
 /// of one letter can be written together. What is given twice counts the last time. Every error is
@@ -32,7 +33,6 @@ class Arguments {
 
     bool has(std::string_view name) const;
     std::optional<std::string> text(std::string_view name) const;
-    /// A whole number, without sign or anything beside its digits.
     std::optional<std::uint32_t> number(std::string_view name) const;
     const std::vector<std::string>& paths() const { return _paths; }
     /// The first path, if there is one.
@@ -47,5 +47,9 @@ class Arguments {
     std::map<std::string, std::string, std::less<>> _options;
     std::vector<std::string> _paths;
 };
+
+/// A whole number, without sign or anything beside its digits. Throws CommandError.
+unsigned long wholeNumber(const std::string& digits,
+                          unsigned long largest = std::numeric_limits<unsigned long>::max());
 
 }  // namespace App

@@ -22,7 +22,7 @@ void runCd(Session& session, const Command::Words& words) {
     const Arguments arguments(words, {}, {0, 1});
     const auto entry = session.find(arguments.path().value_or("/"));
     if (!isFolder(*entry)) {
-        throw CommandError("'" + escaped(entry->name()) + "' is not a folder");
+        throw CommandError(quoted(entry->name()) + " is not a folder");
     }
     session.enter(entry->id());
 }
@@ -98,6 +98,49 @@ void runStats(Session& session, const Command::Words& words) {
     table.print(session.out());
 }
 
+bool isOn(const std::string& word) {
+    if (word != "on" && word != "off") {
+        throw CommandError(quoted(word) + " is neither on nor off");
+    }
+    return word == "on";
+}
+
+void runEvents(Session& session, const Command::Words& words) {
+    const Arguments arguments(words, {}, {1, 1});
+    session.actions().wantEvents(isOn(*arguments.path()));
+}
+
+void runOffline(Session& session, const Command::Words& words) {
+    const Arguments arguments(words, {}, {0, 0});
+    session.client().setOnline(false);
+    session.console().say("the service is off");
+}
+
+void runOnline(Session& session, const Command::Words& words) {
+    const Arguments arguments(words, {}, {0, 0});
+    session.client().setOnline(true);
+    session.console().say("the service is on");
+}
+
+void runParked(Session& session, const Command::Words& words) {
+    const Arguments arguments(words, {}, {0, 0});
+    session.actions().printParked();
+}
+
+void runCancel(Session& session, const Command::Words& words) {
+    const Arguments arguments(words, {}, {1, 1});
+    const unsigned long operation = wholeNumber(*arguments.path());
+    if (!session.actions().cancel(operation)) {
+        throw CommandError(std::to_string(operation) + " is over, under way, or was never begun");
+    }
+    session.actions().report();
+}
+
+void runWait(Session& session, const Command::Words& words) {
+    const Arguments arguments(words, {}, {0, 0});
+    session.actions().settle();
+}
+
 std::string usageOf(const Command& command) {
     const std::string blank = command.usage.empty() ? "" : " ";
     return std::string(command.name) + blank + std::string(command.usage);
@@ -109,7 +152,7 @@ void runHelp(Session& session, const Command::Words& words) {
     if (const auto name = arguments.path()) {
         const Command* command = findCommand(*name);
         if (command == nullptr) {
-            throw CommandError("there is no command '" + escaped(*name) + "'");
+            throw CommandError("there is no command " + quoted(*name));
         }
         out << usageOf(*command) << "\n    " << command->help << '\n' << command->more;
         return;
@@ -124,7 +167,7 @@ void runQuit(Session& session, const Command::Words& words) {
     session.quit();
 }
 
-constexpr std::array<Command, 8> CommandTable{{
+constexpr std::array<Command, 23> CommandTable{{
     {"ls", "[PATH] [-1] [-0] [-l] [--offset N] [--count N] [--all] [--search TEXT] [--refresh]",
      "Lists a page of a folder: type, size, time and name.",
      "    -1             names alone, one a line, escaped as in C\n"
@@ -142,8 +185,30 @@ constexpr std::array<Command, 8> CommandTable{{
     {"tags", "[PATH] [--refresh]", "Prints the key values of an entry, or of all in a folder.",
      "    --refresh      loads them even if they are held\n", runTags},
     {"stats", "", "Prints what came from memory, what was loaded, and what is held.", "", runStats},
+    {"rename", "PATH NEWNAME", "Gives an entry another name.", "", runRename},
+    {"mv", "PATH FOLDER", "Moves an entry into a folder, under the name that it has.", "", runMv},
+    {"rm", "PATH", "Removes an entry; a folder only if it is empty.", "", runRm},
+    {"mkdir", "PATH", "Makes a folder.", "", runMkdir},
+    {"put", "LOCALFILE [PATH]",
+     "Uploads a file of this machine into the current folder, or to PATH.",
+     "    PATH is a folder, for a file of the same name in it, or the new file itself.\n"
+     "    The upload goes on behind; where the program waits, it shows how far that is.\n",
+     runPut},
+    {"get", "PATH LOCALFILE", "Writes the content of a file into a new file of this machine.", "",
+     runGet},
+    {"cat", "PATH", "Prints the content of a file, byte by byte.", "", runCat},
+    {"set", "PATH KEY VALUE", "Sets a key value of a file; it keeps its others.", "", runSet},
+    {"session", "[--release] PATH", "Opens a session on a file, which keeps other sessions away.",
+     "    --release      ends the one that was opened\n", runSession},
+    {"events", "on|off", "Prints what happens to the entries, or no longer does.", "", runEvents},
+    {"offline", "", "Switches the service off: actions show, and wait.", "", runOffline},
+    {"online", "", "Switches the service on: what waits goes to it, in order.", "", runOnline},
+    {"parked", "", "Prints which actions wait, and for what.", "", runParked},
+    {"cancel", "OPERATION", "Cancels an action that is not under way yet.", "", runCancel},
+    {"wait", "", "Waits until nothing is under way; what is parked does not count.", "", runWait},
     {"help", "[COMMAND]", "Explains the commands, or one of them.", "", runHelp},
-    {"quit", "", "Ends the program, as does Ctrl-D.", "", runQuit},
+    {"quit", "", "Ends the program, as does Ctrl-D, when nothing is under way any more.",
+     "    What is parked is lost. Ctrl-C ends the waiting.\n", runQuit},
 }};
 
 }  // namespace

@@ -26,8 +26,19 @@ std::span<const Command> commands();
 /// Null when there is none of that name.
 const Command* findCommand(std::string_view name);
 
-// The commands that have a file of their own.
+// The commands that are found in files of their own.
 void runLs(Session& session, const Command::Words& words);
 void runInfo(Session& session, const Command::Words& words);
+// ActionCommands.cpp
+void runRename(Session& session, const Command::Words& words);
+void runMv(Session& session, const Command::Words& words);
+void runRm(Session& session, const Command::Words& words);
+void runMkdir(Session& session, const Command::Words& words);
+void runSet(Session& session, const Command::Words& words);
+void runSession(Session& session, const Command::Words& words);
+// ContentCommands.cpp
+void runPut(Session& session, const Command::Words& words);
+void runGet(Session& session, const Command::Words& words);
+void runCat(Session& session, const Command::Words& words);
 
 }  // namespace App

@@ -107,6 +107,8 @@ std::size_t utf8Length(std::string_view text) {
 
 std::string escaped(std::string_view name) { return escape(name, Backslash::Doubled); }
 
+std::string quoted(std::string_view name) { return "'" + escaped(name) + "'"; }
+
 std::string printable(std::string_view text) { return escape(text, Backslash::AsItIs); }
 
 }  // namespace App

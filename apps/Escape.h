@@ -15,7 +15,10 @@ std::size_t utf8Length(std::string_view text);
 /// octal digits.
 std::string escaped(std::string_view name);
 
-/// The same for a text that may have escapes in it already: backslashes stay as they are.
+/// The same between single quotes, as names stand in sentences.
+std::string quoted(std::string_view name);
+
+/// A text that may have escaped names in it, as one such line: its backslashes stay as they are.
 std::string printable(std::string_view text);
 
 }  // namespace App

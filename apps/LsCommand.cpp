@@ -172,7 +172,7 @@ void runLs(Session& session, const Command::Words& words) {
         throw CommandError("--search and --refresh are for folders");
     }
     print(session.out(), request.style, {entry});
-    session.printStatus(1, 1, cost);
+    session.console().printStatus(1, 1, cost);
 }
 
 }  // namespace App

@@ -13,7 +13,7 @@ class Walk {
         : _session(session), _listing(listing), _cost(cost) {}
 
     void page(const Ormek::ListOptions& options) {
-        _session.checkWanted();
+        _session.console().checkWanted();
         const Ormek::Answer answer = _session.answerTo(_listing.ask(options));
         _cost.add(answer);
         _steady = _steady && (!_total || *_total == answer.total);
@@ -31,12 +31,12 @@ class Walk {
             options.offset = static_cast<std::uint32_t>(offset);
             page(options);
             offset += options.count;
-            _session.showProgress(_shown, *_total);
+            _session.console().showProgress(_shown, *_total);
         } while (offset < *_total && offset <= Last);
         return _steady;
     }
 
-    void printStatus() { _session.printStatus(_shown, _total.value_or(0), _cost); }
+    void printStatus() { _session.console().printStatus(_shown, _total.value_or(0), _cost); }
 
   private:
     Session& _session;
@@ -53,7 +53,7 @@ class ProgressLine {
     explicit ProgressLine(Session& session) : _session(session) {}
     ProgressLine(const ProgressLine&) = delete;
     ProgressLine& operator=(const ProgressLine&) = delete;
-    ~ProgressLine() { _session.clearProgress(); }
+    ~ProgressLine() { _session.console().clearProgress(); }
 
   private:
     Session& _session;

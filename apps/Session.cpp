@@ -2,52 +2,37 @@
 
 #include "apps/CommandError.h"
 #include "apps/Escape.h"
-#include "apps/Format.h"
 #include "model/Container.h"
 
 namespace App {
 
-void Cost::add(const Ormek::Answer& answer) {
-    loaded = loaded || answer.source != Ormek::AnswerSource::Memory;
-    elapsed += answer.elapsed;
+namespace {
+
+Ormek::Answer checked(Ormek::Answer answer) {
+    if (answer.state == Ormek::AnswerState::Failed) {
+        throw CommandError(answer.error ? answer.error->what() : "failed");
+    }
+    return answer;
 }
+
+}  // namespace
 
 Session::Session(Ormek::Client& client, Surroundings surroundings)
-    : _client(client), _surroundings(std::move(surroundings)), _folder(client.rootId()) {}
-
-void Session::checkWanted() {
-    if (_surroundings.interrupted()) {
-        throw CommandError("interrupted");
-    }
-    if (!out()) {
-        throw CommandError("the output cannot be written");
-    }
-}
+    : _client(client),
+      _console(std::move(surroundings)),
+      _actions(client, _console),
+      _folder(client.rootId()) {}
 
 Ormek::Answer Session::answerTo(const Ormek::Query& query) {
-    using Clock = std::chrono::steady_clock;
-    // Ctrl-C does not wake whoever waits, so that it is looked for now and then.
-    constexpr std::chrono::milliseconds Patience{100};
-    const auto deadline = Clock::now() + _surroundings.limit;
-    while (true) {
-        checkWanted();
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-        Ormek::Answer answer = _client.wait(query, std::min(left, Patience));
-        if (answer.state == Ormek::AnswerState::Answered) {
-            return answer;
-        }
-        if (answer.state == Ormek::AnswerState::Failed) {
-            throw CommandError(answer.error ? answer.error->what() : "failed");
-        }
-        if (left <= Patience) {
-            throw CommandError("no answer in time");
-        }
-    }
+    return checked(_actions.await(query));
+}
+
+Ormek::Query Session::ask(const std::string& path) {
+    return _client.find(path.starts_with('/') ? _client.rootId() : _folder, path);
 }
 
 std::shared_ptr<Ormek::Item> Session::find(const std::string& path, Cost& cost) {
-    const unsigned long from = path.starts_with('/') ? _client.rootId() : _folder;
-    const Ormek::Answer answer = answerTo(_client.find(from, path));
+    const Ormek::Answer answer = answerTo(ask(path));
     cost.add(answer);
     return answer.entries.at(0);
 }
@@ -57,39 +42,16 @@ std::shared_ptr<Ormek::Item> Session::find(const std::string& path) {
     return find(path, cost);
 }
 
+std::shared_ptr<Ormek::Item> Session::findIfThere(const std::string& path) {
+    const Ormek::Answer answer = _actions.await(ask(path));
+    const bool isNotThere =
+        answer.error &&
+        (answer.error->reason() == Nimra::Reason::NotFound ||
+         (answer.error->reason() == Nimra::Reason::NotReachable && !_client.online()));
+    return isNotThere ? nullptr : checked(answer).entries.at(0);
+}
+
 std::string Session::folderPath() { return escaped(_client.pathOf(_folder)); }
-
-void Session::printStatus(std::size_t shown, unsigned long total, const Cost& cost) {
-    // What was asked for comes first when both go to the same place, and counts for nothing when
-    // it did not get there.
-    if (!out().flush()) {
-        return;
-    }
-    _surroundings.err << std::to_string(shown) + " of " + std::to_string(total) + " entries, " +
-                             (cost.loaded ? "loaded" : "from memory") + ", " +
-                             formatDuration(cost.elapsed) + "\n"
-                      << std::flush;
-}
-
-void Session::printError(const std::string& text) {
-    if (!out().flush()) {
-        return;
-    }
-    _surroundings.err << "ormek: " + printable(text) + "\n" << std::flush;
-}
-
-void Session::showProgress(std::size_t done, unsigned long total) {
-    if (_surroundings.showProgress && out().flush()) {
-        _surroundings.err << "\r" + std::to_string(done) + " of " + std::to_string(total)
-                          << std::flush;
-    }
-}
-
-void Session::clearProgress() {
-    if (_surroundings.showProgress) {
-        _surroundings.err << "\r\033[K" << std::flush;
-    }
-}
 
 bool isFolder(const Ormek::Item& entry) {
     return dynamic_cast<const Ormek::Container*>(&entry) != nullptr;

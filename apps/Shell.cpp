@@ -20,16 +20,18 @@ bool isComment(std::string_view line) {
 bool Shell::run() {
     bool allWell = true;
     while (!_session.isQuitting() && _session.out().flush()) {
+        _session.actions().report();
         const auto line = _reader.next(prompt());
         if (!line) {
             break;
         }
+        _session.actions().report();
         if (_echo == Echo::On) {
             _session.out() << prompt() << printable(*line) << '\n';
         }
         allWell = carryOut(*line) && allWell;
     }
-    return allWell;
+    return _session.actions().finish() && allWell;
 }
 
 std::string Shell::prompt() { return "ormek:" + _session.folderPath() + "> "; }
@@ -46,15 +48,15 @@ bool Shell::carryOut(const std::string& line) {
         }
         const Command* command = findCommand(words.front());
         if (command == nullptr) {
-            throw CommandError("unknown command '" + escaped(words.front()) +
-                               "'; help lists those that there are");
+            throw CommandError("unknown command " + quoted(words.front()) +
+                               "; help lists those that there are");
         }
         complaint = words.front() + ": ";
         words.erase(words.begin());
         command->run(_session, words);
         return true;
     } catch (const std::exception& error) {
-        _session.printError(complaint + error.what());
+        _session.console().printError(complaint + error.what());
         return false;
     }
 }

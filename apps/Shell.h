@@ -9,7 +9,8 @@ namespace App {
 
 /// Reads commands and carries them out, one after the other, until there are no more, one of them
 /// says so, or nobody takes the output any more. A command that fails says why on one line. A line
-/// that starts with # is a comment.
+/// that starts with # is a comment. What has become of earlier actions is said before the next
+/// prompt and the next command, and at the end, where it is waited for.
 class Shell {
   public:
     enum class Echo { Off, On };
@@ -18,7 +19,7 @@ class Shell {
     Shell(Session& session, LineReader& reader, Echo echo = Echo::Off)
         : _session(session), _reader(reader), _echo(echo) {}
 
-    /// False when a command failed.
+    /// False when a command failed, at once or later, or was lost.
     bool run();
 
   private:

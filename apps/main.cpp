@@ -65,8 +65,8 @@ class Trace {
         }
         errno = 0;
         if (_file.open(file, std::ios::out | std::ios::trunc | std::ios::binary) == nullptr) {
-            throw App::CommandError("the trace cannot be written to '" + App::escaped(file) +
-                                    "': " + reasonOf(errno));
+            throw App::CommandError("the trace cannot be written to " + App::quoted(file) + ": " +
+                                    reasonOf(errno));
         }
         _previous = std::cout.rdbuf(&_file);
     }
@@ -120,7 +120,9 @@ int runShell(App::Session& session, const Options& options, bool interactive) {
     }
     const auto echo = options.echo && !interactive ? App::Shell::Echo::On : App::Shell::Echo::Off;
     const bool allWell = App::Shell(session, *reader, echo).run();
-    return allWell || interactive ? 0 : CommandFailed;
+    // Whoever types commands has seen which of them failed.
+    const bool wellEnough = allWell || (interactive && !session.actions().hasLost());
+    return wellEnough ? 0 : CommandFailed;
 }
 
 int runClient(std::ostream& out, const Options& options) {

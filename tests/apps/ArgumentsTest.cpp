@@ -72,7 +72,7 @@ TEST(ArgumentsTest, ValuesAreWhateverFollows) {
 }
 
 TEST(ArgumentsTest, ErrorsSayWhatIsWrong) {
-    EXPECT_THAT(refusalOf({}), HasSubstr("a path is needed"));
+    EXPECT_THAT(refusalOf({}), HasSubstr("an argument is missing"));
     EXPECT_THAT(refusalOf({"a", "b", "c"}), HasSubstr("'c'"));
     EXPECT_THAT(refusalOf({"a", "--none"}), HasSubstr("unknown option '--none'"));
     EXPECT_THAT(refusalOf({"a", "-1x"}), HasSubstr("unknown option '-x'"));

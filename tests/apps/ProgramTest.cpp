@@ -344,7 +344,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{"ls --all --count 0", "--all needs a --count above 0"},
         Mistake{"ls --all=yes", "--all takes no value"}, Mistake{"cd file", "is not a folder"},
         Mistake{"cd a b", "'b'"}, Mistake{"pwd x", "'x'"}, Mistake{"pwd -x", "'-x'"},
-        Mistake{"info", "a path is needed"}, Mistake{"info none", "none"},
+        Mistake{"info", "an argument is missing"}, Mistake{"info none", "none"},
         Mistake{"info a b", "'b'"}, Mistake{"tags none", "none"}, Mistake{"stats x", "'x'"},
         Mistake{"help nonsense", "'nonsense'"}, Mistake{"quit x", "'x'"}));
 

@@ -48,6 +48,7 @@ class ShellTest : public testing::Test {
     ShellTest() { std::cout.setstate(std::ios::failbit); }
     ~ShellTest() override {
         service.release();
+        _session.reset();
         _client.reset();
         std::cout.clear();
     }

@@ -108,15 +108,15 @@ auto Actions::await(const Handle& handle) {
     bool shown = false;
     while (true) {
         _console.checkWanted();
-        const std::chrono::milliseconds left = timeLeft(begin);
-        auto result = _client.wait(handle, std::min(left, Patience));
+        auto result = _client.wait(handle, std::min(timeLeft(begin), Patience));
         if (result.state != decltype(result.state)::Pending) {
             if (shown) {
                 _console.clearProgress();
             }
             return result;
         }
-        if (left <= Patience) {
+        // Asked for now: the wait may have brought a sign that an upload goes on.
+        if (timeLeft(begin) <= std::chrono::milliseconds::zero()) {
             throw CommandError("no answer in time");
         }
         shown = showUpload() || shown;

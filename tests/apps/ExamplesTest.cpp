@@ -1,10 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <fstream>
-#include <iterator>
-
+#include "tests/apps/Files.h"
 #include "tests/apps/Program.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -15,11 +12,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::StartsWith;
-
-std::string contentOf(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 std::string source(const std::string& name) { return contentOf(ORMEK_SOURCE_DIR "/" + name); }
 

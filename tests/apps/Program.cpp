@@ -157,6 +157,20 @@ std::vector<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
+std::vector<std::string> actionLinesOf(const std::string& text) {
+    std::vector<std::string> lines = linesOf(text);
+    std::map<std::string, std::size_t> numbers;
+    for (std::string& line : lines) {
+        const std::size_t colon = line.find(':');
+        const std::string digits = line.substr(0, colon);
+        if (digits.find_first_not_of("0123456789") == std::string::npos) {
+            const std::size_t number = numbers.emplace(digits, numbers.size() + 1).first->second;
+            line.replace(0, digits.size(), std::to_string(number));
+        }
+    }
+    return lines;
+}
+
 RunningProgram::RunningProgram(const Arguments& arguments, On on, const Environment& environment) {
     Exec exec(arguments, environment);
     if (on == On::Terminal) {
@@ -222,6 +236,11 @@ void RunningProgram::closeOutput() {
     if (_output >= 0) {
         ::close(std::exchange(_output, -1));
     }
+}
+
+void RunningProgram::kill() {
+    ::kill(_pid, SIGKILL);
+    wait();
 }
 
 int RunningProgram::wait() { return statusOf(std::exchange(_pid, -1)); }

@@ -32,6 +32,8 @@ Outcome browse(const std::string& folder, const std::string& commands,
                const Arguments& options = {});
 
 std::vector<std::string> linesOf(const std::string& text);
+/// The same, with the operations' numbers, as lines on actions start with, counted from 1.
+std::vector<std::string> actionLinesOf(const std::string& text);
 
 /// A program that runs while the test goes on. It is killed when the test gives it up.
 class RunningProgram {
@@ -50,6 +52,8 @@ class RunningProgram {
     std::string readUntil(const std::string& text);
     void closeInput();
     void closeOutput();
+    /// Ends it on the spot, as nothing can keep it from.
+    void kill();
     /// Its exit status, minus the signal that ended it.
     int wait();
 

@@ -1,6 +1,5 @@
 #include "tests/apps/Program.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,9 +7,8 @@
 #include <sys/xattr.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
+#include "tests/apps/Files.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace Ormek::Testing {
@@ -27,57 +25,6 @@ using testing::MatchesRegex;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
-
-const std::vector<std::string> AwkwardNames{"with spaces.txt",
-                                            "it's.txt",
-                                            "\"quoted\".txt",
-                                            "two\nlines.txt",
-                                            "back\\slash.txt",
-                                            "caf\xe9.txt",
-                                            "-dash.txt",
-                                            "-1",
-                                            "#hash",
-                                            "\xf0\x9f\x90\x99.txt",
-                                            "\033[31mred",
-                                            "c1\xc2\x9b",
-                                            "*",
-                                            "$HOME",
-                                            std::string(255, 'n'),
-                                            "\xff",
-                                            "tab\there",
-                                            " ",
-                                            "ends in lf\n",
-                                            "~"};
-
-std::vector<std::string> namesIn(const std::filesystem::path& folder) {
-    std::vector<std::string> names;
-    DIR* stream = opendir(folder.c_str());
-    while (const dirent* entry = readdir(stream)) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..") {
-            names.push_back(name);
-        }
-    }
-    closedir(stream);
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::vector<std::string> splitAtNuls(const std::string& text) {
-    std::vector<std::string> parts;
-    std::size_t begin = 0;
-    for (std::size_t end = 0; (end = text.find('\0', begin)) != std::string::npos;
-         begin = end + 1) {
-        parts.push_back(text.substr(begin, end - begin));
-    }
-    EXPECT_EQ(begin, text.size()) << "the last name is not ended";
-    return parts;
-}
-
-std::string contentOf(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 class ProgramTest : public testing::Test {
   protected:

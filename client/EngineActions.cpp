@@ -270,6 +270,7 @@ Action Client::Engine::rename(const Target& target, const std::string& newName) 
         const unsigned long id = item->id();
         const unsigned long folderId = item->parentId();
         return undertake(ActionKind::Rename, item, {0, newName, {}}, [&] {
+            _listings.remember(folderId, id);
             const unsigned long operationId =
                 _cache.renameObject(folderId, id, userFor({id, folderId}), newName, this);
             _listings.refit(item);

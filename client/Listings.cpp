@@ -1,6 +1,7 @@
 #include "client/Listings.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Ormek {
 
@@ -56,68 +57,127 @@ void Listings::setWhole(unsigned long folderId, std::shared_ptr<QueryResult> lis
 // --- Edits ---------------------------------------------------------------------------------
 
 void Listings::remember(unsigned long folderId, unsigned long id) {
-    Spots& known = _spots[id];
-    if (known.folderId != folderId) {
-        known = {folderId, {}};
-    }
+    std::vector<Spot>& spots = _spots[id][folderId];
     for (const std::shared_ptr<QueryResult>& listing : _cache.directories()) {
         const QueryResultInternal& internal = internalOf(listing);
         if (!internal.filter().matchesDataId(folderId) || !internal.contains(id)) {
             continue;
         }
-        const std::optional<unsigned long> position = internal.heldPositionOf(id);
-        const auto spot = std::find_if(
-            known.spots.begin(), known.spots.end(),
-            [&](const Spot& candidate) { return candidate.listing.lock() == listing; });
-        if (spot != known.spots.end()) {
-            spot->position = position;
-        } else {
-            known.spots.push_back({listing, position});
+        std::optional<unsigned long> position = internal.heldPositionOf(id);
+        if (position) {
+            eachAbsent(*listing, [&](const Spot& absent) {
+                *position += *absent.position <= *position ? 1 : 0;
+            });
+        }
+        const auto known = std::find_if(spots.begin(), spots.end(), [&](const Spot& spot) {
+            return spot.listing.lock() == listing;
+        });
+        if (known == spots.end()) {
+            spots.push_back({listing, position});
+        } else if (position) {
+            known->position = position;
         }
     }
 }
 
-void Listings::forget(unsigned long id) { _spots.erase(id); }
+// The positions of others are told with the entry among the rest: it no longer counts.
+void Listings::forget(unsigned long id) {
+    const auto known = _spots.find(id);
+    if (known == _spots.end()) {
+        return;
+    }
+    const Spots forgotten = std::move(known->second);
+    _spots.erase(known);
+    for (const auto& [folderId, spots] : forgotten) {
+        for (const Spot& spot : spots) {
+            const std::shared_ptr<QueryResult> listing = spot.listing.lock();
+            if (!listing || !spot.position || listing->contains(id)) {
+                continue;
+            }
+            eachAbsent(*listing, [&](Spot& absent) {
+                *absent.position -= *absent.position > *spot.position ? 1 : 0;
+            });
+        }
+    }
+}
+
+// In the order of their positions.
+template <class Use>
+void Listings::eachAbsent(const QueryResult& listing, Use use) {
+    std::vector<Spot*> absent;
+    for (auto& [id, folders] : _spots) {
+        for (auto& [folderId, spots] : folders) {
+            for (Spot& spot : spots) {
+                if (spot.position && spot.listing.lock().get() == &listing &&
+                    !listing.contains(id)) {
+                    absent.push_back(&spot);
+                }
+            }
+        }
+    }
+    std::sort(absent.begin(), absent.end(),
+              [](const Spot* a, const Spot* b) { return *a->position < *b->position; });
+    std::for_each(absent.begin(), absent.end(), [&](Spot* spot) { use(*spot); });
+}
+
+const Listings::Spot* Listings::spotIn(const QueryResult& listing, unsigned long folderId,
+                                       unsigned long id) const {
+    const auto known = _spots.find(id);
+    if (known == _spots.end() || known->second.count(folderId) == 0) {
+        return nullptr;
+    }
+    const std::vector<Spot>& spots = known->second.at(folderId);
+    const auto found = std::find_if(spots.begin(), spots.end(), [&](const Spot& spot) {
+        return spot.listing.lock().get() == &listing;
+    });
+    return found == spots.end() ? nullptr : &*found;
+}
+
+void Listings::putBack(const std::shared_ptr<Item>& entry, const Spot& spot) {
+    QueryResultInternal& listing = internalOf(spot.listing.lock());
+    if (!spot.position) {
+        listing.addItem(entry, false);
+        return;
+    }
+    unsigned long before = 0;
+    eachAbsent(listing,
+               [&](const Spot& absent) { before += *absent.position < *spot.position ? 1 : 0; });
+    listing.restoreItem(entry, *spot.position - before);
+}
 
 void Listings::leave(unsigned long folderId, unsigned long id) {
     eachOf(folderId, [&](QueryResultInternal& listing) { listing.removeItem(id); });
 }
 
 void Listings::enter(const std::shared_ptr<Item>& entry) {
+    const unsigned long folderId = entry->parentId();
     const auto remembered = _spots.find(entry->id());
-    const bool returns =
-        remembered != _spots.end() && remembered->second.folderId == entry->parentId();
-    if (!returns) {
-        each([&](QueryResultInternal& listing) {
-            if (listing.filter().matchesQuery(*entry)) {
-                listing.addItem(entry, false);
-            }
-        });
-        return;
-    }
-    for (const Spot& spot : remembered->second.spots) {
-        const std::shared_ptr<QueryResult> listing = spot.listing.lock();
-        if (!listing || !internalOf(listing).filter().matchesQuery(*entry)) {
-            continue;
+    const bool returns = remembered != _spots.end() && remembered->second.count(folderId) != 0;
+    eachOf(folderId, [&](QueryResultInternal& listing) {
+        if (!listing.filter().matchesQuery(*entry)) {
+            return;
         }
-        if (spot.position) {
-            internalOf(listing).restoreItem(entry, *spot.position);
-        } else {
-            internalOf(listing).addItem(entry, false);
+        if (const Spot* spot = spotIn(listing, folderId, entry->id())) {
+            putBack(entry, *spot);
+        } else if (!returns) {
+            listing.addItem(entry, false);
         }
-    }
+    });
 }
 
 void Listings::refit(const std::shared_ptr<Item>& entry) noexcept {
-    eachOf(entry->parentId(), [&](QueryResultInternal& listing) {
+    const unsigned long folderId = entry->parentId();
+    eachOf(folderId, [&](QueryResultInternal& listing) {
         try {
             if (listing.filter().getQuery().empty()) {
                 return;
             }
-            if (listing.filter().matchesQuery(*entry)) {
-                listing.addItem(entry, false);
-            } else {
+            if (!listing.filter().matchesQuery(*entry)) {
                 listing.removeItem(entry->id());
+            } else if (const Spot* spot = spotIn(listing, folderId, entry->id())) {
+                putBack(entry, *spot);
+            } else {
+                listing.addItem(entry, false);
             }
         } catch (...) {
             // Without memory to put it right it is loaded again.
@@ -158,7 +218,13 @@ void Listings::rekey(unsigned long localId, unsigned long serverId) {
         }
     }
     _whole.erase(localId);
-    _spots.erase(localId);
+    if (auto node = _spots.extract(localId)) {
+        node.key() = serverId;
+        _spots.insert(std::move(node));
+    }
+    for (auto& [id, folders] : _spots) {
+        folders.erase(localId);
+    }
 }
 
 void Listings::close(unsigned long folderId) {

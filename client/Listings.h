@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <unordered_map>
@@ -23,14 +24,15 @@ class Listings {
     std::shared_ptr<QueryResult> whole(unsigned long folderId) const;
     void setWhole(unsigned long folderId, std::shared_ptr<QueryResult> listing);
 
-    /// Remembers where an entry stands in the listings of its folder, for when it comes back.
+    /// Remembers where an entry stands in the listings of a folder, for when it comes back.
     void remember(unsigned long folderId, unsigned long id);
     /// Forgets what was remembered of an entry.
     void forget(unsigned long id);
     /// Takes an entry out of every listing of a folder.
     void leave(unsigned long folderId, unsigned long id);
     /// Puts an entry into every listing of its folder that it belongs to: to where it is remembered
-    /// to have stood, if that was in this folder, else to the end.
+    /// to have stood, or to the end. In a folder where it is remembered it comes into no other
+    /// listing than those it stood in.
     void enter(const std::shared_ptr<Item>& entry);
     /// An entry has another name: searches in its folder that it belongs to now have it, others do
     /// not.
@@ -45,24 +47,27 @@ class Listings {
     void close(unsigned long folderId);
 
   private:
-    // Where an entry stood in a listing; at no held position when it was a local addition.
+    // Where an entry stood in a listing, all others that are remembered there among the rest, also
+    // those that have left; at no held position when it was a local addition.
     struct Spot {
         std::weak_ptr<QueryResult> listing;
         std::optional<unsigned long> position;
     };
-    struct Spots {
-        unsigned long folderId = 0;
-        std::vector<Spot> spots;
-    };
+    using Spots = std::map<unsigned long, std::vector<Spot>>;  // By folder id.
 
     template <class Use>
     void each(Use use) const;
     template <class Use>
     void eachOf(unsigned long folderId, Use use) const;
 
+    const Spot* spotIn(const QueryResult& listing, unsigned long folderId, unsigned long id) const;
+    template <class Use>
+    void eachAbsent(const QueryResult& listing, Use use);
+    void putBack(const std::shared_ptr<Item>& entry, const Spot& spot);
+
     DirectoryCache& _cache;
     std::unordered_map<unsigned long, std::shared_ptr<QueryResult>> _whole;  // By folder id.
-    std::unordered_map<unsigned long, Spots> _spots;                         // By entry id.
+    std::map<unsigned long, Spots> _spots;                                   // By entry id.
 };
 
 }  // namespace Ormek

@@ -96,6 +96,16 @@ std::vector<unsigned long> Edits::arrivals(unsigned long folderId) const {
     return ids;
 }
 
+std::vector<unsigned long> Edits::servedIn(unsigned long folderId) const {
+    std::vector<unsigned long> ids;
+    for (const auto& [id, entry] : _entries) {
+        if (entry.served && entry.served->folderId == folderId) {
+            ids.push_back(id);
+        }
+    }
+    return ids;
+}
+
 void Edits::rekey(unsigned long oldId, unsigned long newId) {
     auto node = _entries.extract(oldId);
     if (node) {

@@ -54,6 +54,8 @@ class Edits {
     unsigned long find(unsigned long folderId, const std::string& name) const;
     /// The entries to be shown in a folder that the service does not have there.
     std::vector<unsigned long> arrivals(unsigned long folderId) const;
+    /// The entries with steps that the service has in a folder.
+    std::vector<unsigned long> servedIn(unsigned long folderId) const;
     /// The entry has another id, also as the folder of others.
     void rekey(unsigned long oldId, unsigned long newId);
 

@@ -102,6 +102,12 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     };
     using Undertakings = std::map<unsigned long, Undertaking>;  // By operation id.
 
+    // One that is about to have one.
+    struct Failing {
+        unsigned long operationId;
+        Undertaking undertaking;
+    };
+
     // What an outcome carries besides success.
     struct Result {
         std::optional<Nimra::ServiceError> error;
@@ -213,8 +219,9 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void giveServerId(unsigned long localId, unsigned long serverId);
     void failAction(const Undertaking& undertaking, unsigned long operationId,
                     const Nimra::ServiceError& error);
-    void undo(const Undertaking& undertaking, unsigned long operationId,
-              const Nimra::ServiceError& error) noexcept;
+    std::vector<Failing> takeWaitingFor(const Undertaking& undertaking);
+    void undo(const std::vector<Failing>& failing, Nimra::Reason reason) noexcept;
+    void undo(const Failing& failing, Nimra::Reason reason) noexcept;
     void conclude(const Undertaking& undertaking, unsigned long operationId, Result result);
 
     // --- What is shown of entries (EngineView.cpp) ------------------------------------------
@@ -227,7 +234,8 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void show(unsigned long id, const Shown& was, const Shown& now);
     void showFolder(const std::shared_ptr<Item>& item, bool wasShown, unsigned long folderId);
     void lose(unsigned long id);
-    void forget(unsigned long id);
+    void drop(unsigned long id);
+    void loseWhatIsIn(unsigned long folderId);
     void invalidate(unsigned long folderId, const QueryResult* except = nullptr);
     Before before(const std::vector<unsigned long>& ids);
     void tell(const Before& before, bool ofArrivals = true);

@@ -1,6 +1,7 @@
 // What a user does, and what becomes of it.
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
 
 #include "client/Engine.h"
@@ -185,7 +186,7 @@ void Client::Engine::takeBack(unsigned long id, unsigned long operationId) {
     }
     _listings.forget(id);
     if (!now) {
-        forget(id);
+        drop(id);
     }
 }
 
@@ -454,9 +455,9 @@ void Client::Engine::applySuccess(const Undertaking& undertaking, unsigned long 
     }
     if (!_edits.has(id)) {
         _listings.forget(id);
-        if (!now) {
-            forget(id);
-        }
+    }
+    if (!now && !_edits.has(id)) {
+        drop(id);
     }
     // Where it stands in the service's order is not known.
     if (!removed && undertaking.kind != ActionKind::SaveMetaData) {
@@ -512,48 +513,73 @@ void Client::Engine::failed(unsigned long operationId, const Nimra::ServiceError
 // Whatever waits for an entry that was not made fails with it.
 void Client::Engine::failAction(const Undertaking& undertaking, unsigned long operationId,
                                 const Nimra::ServiceError& error) {
-    std::vector<std::pair<unsigned long, Undertaking>> lost;
-    if (isCreation(undertaking.kind)) {
-        _worker.setContent(undertaking.entryId, nullptr);
-        for (const auto& operation : _parked.takeWaitingFor(undertaking.entryId)) {
-            if (auto waiting = takeUndertaking(operation->id())) {
-                lost.emplace_back(operation->id(), std::move(*waiting));
-            }
-        }
-    }
+    const std::vector<Failing> waiting = takeWaitingFor(undertaking);
+    std::vector<Failing> all{{operationId, undertaking}};
+    all.insert(all.end(), waiting.begin(), waiting.end());
+    undo(all, error.reason());
+    conclude(undertaking, operationId, {error, nullptr, std::nullopt});
     const Nimra::ServiceError reason(
         error.reason(), std::string("what this needs could not be made: ") + error.what());
-    for (auto waiting = lost.rbegin(); waiting != lost.rend(); ++waiting) {
-        undo(waiting->second, waiting->first, reason);
-    }
-    undo(undertaking, operationId, error);
-    conclude(undertaking, operationId, {error, nullptr, std::nullopt});
-    for (const auto& [id, waiting] : lost) {
-        conclude(waiting, id, {reason, nullptr, std::nullopt});
+    for (const Failing& one : waiting) {
+        conclude(one.undertaking, one.operationId, {reason, nullptr, std::nullopt});
     }
 }
 
-void Client::Engine::undo(const Undertaking& undertaking, unsigned long operationId,
-                          const Nimra::ServiceError& error) noexcept {
-    if (!isEdit(undertaking.kind)) {
+std::vector<Client::Engine::Failing> Client::Engine::takeWaitingFor(
+    const Undertaking& undertaking) {
+    std::vector<Failing> waiting;
+    if (!isCreation(undertaking.kind)) {
+        return waiting;
+    }
+    _worker.setContent(undertaking.entryId, nullptr);
+    for (const auto& operation : _parked.takeWaitingFor(undertaking.entryId)) {
+        if (auto taken = takeUndertaking(operation->id())) {
+            waiting.push_back({operation->id(), std::move(*taken)});
+        }
+    }
+    return waiting;
+}
+
+// The last one first, and told as one change.
+void Client::Engine::undo(const std::vector<Failing>& failing, Nimra::Reason reason) noexcept {
+    Before before;
+    try {
+        std::set<unsigned long> ids;
+        for (const Failing& one : failing) {
+            ids.insert(current(one.undertaking.entryId));
+        }
+        before = this->before({ids.begin(), ids.end()});
+    } catch (...) {
+        before.clear();
+    }
+    for (auto one = failing.rbegin(); one != failing.rend(); ++one) {
+        undo(*one, reason);
+    }
+    try {
+        tell(before);
+    } catch (...) {
+        // Without memory for more, the outcome alone is told.
+    }
+}
+
+void Client::Engine::undo(const Failing& failing, Nimra::Reason reason) noexcept {
+    if (!isEdit(failing.undertaking.kind)) {
         return;
     }
-    const unsigned long id = current(undertaking.entryId);
+    const unsigned long id = current(failing.undertaking.entryId);
     unsigned long folderId = 0;
     try {
         const Shown was = _edits.shown(id);
         folderId = was ? was->folderId : 0;
-        const Before before = this->before({id});
-        takeBack(id, operationId);
+        takeBack(id, failing.operationId);
         // The service knows of an entry, or of the lack of one, that is not known here.
-        if (error.reason() == Nimra::Reason::NotFound || error.reason() == Nimra::Reason::Exists) {
+        if (reason == Nimra::Reason::NotFound || reason == Nimra::Reason::Exists) {
             const Shown now = shownOf(id);
             invalidate(now ? now->folderId : folderId);
             if (now && now->folderId != folderId) {
                 invalidate(folderId);
             }
         }
-        tell(before);
     } catch (...) {
         _listings.invalidate(folderId);
     }

@@ -95,34 +95,45 @@ void Client::Engine::showFolder(const std::shared_ptr<Item>& item, bool wasShown
 // then it is only hidden.
 void Client::Engine::lose(unsigned long id) {
     const Before before = this->before({id});
-    if (_edits.has(id)) {
+    if (!_edits.has(id)) {
+        drop(id);
+    } else if (_edits.served(id)) {
         const Shown was = _edits.shown(id);
         _edits.served(id, std::nullopt);
         show(id, was, _edits.shown(id));
-    } else {
-        forget(id);
+        loseWhatIsIn(id);
     }
     tell(before);
 }
 
-// Takes an entry out of the cache, with what the service had in it.
-void Client::Engine::forget(unsigned long id) {
+// Takes an entry without actions under way out of the cache.
+void Client::Engine::drop(unsigned long id) {
     const std::shared_ptr<Item> item = _cache.getItemInternal(id);
     if (!item) {
         return;
     }
-    if (_cache.castContainer(item)) {
-        for (const std::shared_ptr<Item>& child : _cache.getChildren(id)) {
-            const Shown served = _edits.served(child->id());
-            if (!_edits.has(child->id()) || (served && served->folderId == id)) {
-                lose(child->id());
-            }
-        }
-        _listings.close(id);
-    }
     _listings.leave(item->parentId(), id);
+    _listings.close(id);
     _listings.forget(id);
     _cache.removeItem(item->parentId(), id);
+    // Folders may contain each other, for a while: this one is no longer in any.
+    if (_cache.castContainer(item)) {
+        loseWhatIsIn(id);
+    }
+}
+
+// What was moved there or made there here is only on its way to the service, and stays until that
+// has failed; what was moved away from there here the service never moved.
+void Client::Engine::loseWhatIsIn(unsigned long folderId) {
+    std::vector<unsigned long> lost = _edits.servedIn(folderId);
+    for (const std::shared_ptr<Item>& child : _cache.getChildren(folderId)) {
+        if (!_edits.has(child->id())) {
+            lost.push_back(child->id());
+        }
+    }
+    for (const unsigned long id : lost) {
+        lose(id);
+    }
 }
 
 void Client::Engine::invalidate(unsigned long folderId, const QueryResult* except) {

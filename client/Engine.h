@@ -220,6 +220,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void failAction(const Undertaking& undertaking, unsigned long operationId,
                     const Nimra::ServiceError& error);
     std::vector<Failing> takeWaitingFor(const Undertaking& undertaking);
+    void dropContent(const Undertaking& undertaking);
     void undo(const std::vector<Failing>& failing, Nimra::Reason reason) noexcept;
     void undo(const Failing& failing, Nimra::Reason reason) noexcept;
     void conclude(const Undertaking& undertaking, unsigned long operationId, Result result);

@@ -157,7 +157,7 @@ Action Client::Engine::undertake(ActionKind kind, const std::shared_ptr<Item>& i
     try {
         state->outcome.operationId = send();
     } catch (...) {
-        _worker.setContent(id, nullptr);
+        dropContent({kind, id, {}});
         takeBack(id, 0);
         throw;
     }
@@ -531,13 +531,21 @@ std::vector<Client::Engine::Failing> Client::Engine::takeWaitingFor(
     if (!isCreation(undertaking.kind)) {
         return waiting;
     }
-    _worker.setContent(undertaking.entryId, nullptr);
+    dropContent(undertaking);
     for (const auto& operation : _parked.takeWaitingFor(undertaking.entryId)) {
         if (auto taken = takeUndertaking(operation->id())) {
+            dropContent(*taken);
             waiting.push_back({operation->id(), std::move(*taken)});
         }
     }
     return waiting;
+}
+
+// Of a creation that will not be sent. Others on the same entry must not touch it.
+void Client::Engine::dropContent(const Undertaking& undertaking) {
+    if (isCreation(undertaking.kind)) {
+        _worker.setContent(undertaking.entryId, nullptr);
+    }
 }
 
 // The last one first, and told as one change.

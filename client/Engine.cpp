@@ -265,7 +265,8 @@ FilterInternal Client::Engine::filterFor(unsigned long folderId, const ListOptio
 
 // Whatever is in a folder that the service does not know was made here.
 void Client::Engine::answerLocally(const State& state, const FilterInternal& filter) {
-    const Directory directory = _listings.open(filter);
+    const Directory directory =
+        _listings.open(filter, [this](const Item& item) { return !isHidden(item.id()); });
     if (isWhole(filter)) {
         _listings.setWhole(filter.getDataId().front(), directory);
     }

@@ -1,0 +1,113 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+
+#include "client/Client.h"
+#include "tests/client/session/Contents.h"
+#include "tests/client/session/MemoryService.h"
+#include "tests/client/session/SupervisedService.h"
+#include "tests/client/session/Supervisor.h"
+
+namespace Ormek {
+namespace {
+
+using namespace std::chrono_literals;
+using Nimra::Reason;
+using Testing::Call;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using Testing::MemoryService;
+using Testing::MemoryTree;
+using Testing::SupervisedService;
+using Testing::Supervisor;
+
+constexpr unsigned long Root = MemoryTree::RootId;
+
+/// What random sessions have found wrong, each in as few steps as it takes. The service holds its
+/// calls until a test lets them pass.
+class RegressionsTest : public ::testing::Test {
+  protected:
+    RegressionsTest() {
+        std::cout.setstate(std::ios::failbit);
+        supervisor.close();
+        client().subscribe([this](const Event& event) { events.push_back(event); });
+    }
+    ~RegressionsTest() override {
+        supervisor.open();
+        std::cout.clear();
+    }
+
+    Client& client() { return _client; }
+
+    /// Lets the service do all that it is to do, and the client take it in.
+    void settle() {
+        supervisor.open();
+        EXPECT_TRUE(client().waitUntilIdle(10s));
+        supervisor.close();
+    }
+    void failNext(Call call, Reason reason) { supervisor.failNext(call, {reason, "no"}); }
+
+    unsigned long addFolder(unsigned long folderId, const std::string& name) {
+        return tree.make({0, folderId, name, true, "", {}, 0}).id;
+    }
+    unsigned long addDocument(unsigned long folderId, const std::string& name) {
+        return tree.make({0, folderId, name, false, "", {}, 0}).id;
+    }
+
+    Answer list(unsigned long folderId, const ListOptions& options = {}) {
+        const Query query = client().list(folderId, options);
+        if (client().poll(query).state == AnswerState::Pending) {
+            settle();
+        }
+        return client().poll(query);
+    }
+    std::vector<std::string> names(unsigned long folderId, const ListOptions& options = {}) {
+        std::vector<std::string> all;
+        for (const auto& entry : list(folderId, options).entries) {
+            all.push_back(entry->name());
+        }
+        return all;
+    }
+
+    template <class Kind>
+    std::vector<Kind> told() const {
+        std::vector<Kind> all;
+        for (const Event& event : events) {
+            if (const auto* one = std::get_if<Kind>(&event)) {
+                all.push_back(*one);
+            }
+        }
+        return all;
+    }
+    template <class Kind>
+    std::vector<unsigned long> toldOf() const {
+        std::vector<unsigned long> ids;
+        for (const Kind& one : told<Kind>()) {
+            ids.push_back(one.id);
+        }
+        return ids;
+    }
+
+    MemoryTree tree;
+    Testing::Contents contents;
+    Supervisor supervisor;
+    std::vector<Event> events;
+
+  private:
+    Client _client{std::make_unique<SupervisedService>(std::make_unique<MemoryService>(tree),
+                                                       supervisor, contents)};
+};
+
+// --- What is shown -----------------------------------------------------------------------------
+
+TEST_F(RegressionsTest, ListingOpenedInAWaitingFolderShowsNothingThatIsBeingRemoved) {
+    const unsigned long folderId = client().createFolder(Root, "new").entryId();
+    client().remove(client().createFolder(folderId, "a").entryId());
+
+    EXPECT_THAT(names(folderId), IsEmpty());
+}
+
+}  // namespace
+}  // namespace Ormek

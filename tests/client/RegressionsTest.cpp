@@ -109,5 +109,21 @@ TEST_F(RegressionsTest, ListingOpenedInAWaitingFolderShowsNothingThatIsBeingRemo
     EXPECT_THAT(names(folderId), IsEmpty());
 }
 
+// --- Changes made elsewhere --------------------------------------------------------------------
+
+TEST_F(RegressionsTest, EntryThatIsBeingMovedOutOfAFolderThatIsGoneIsGoneWithIt) {
+    const unsigned long folderId = addFolder(Root, "folder");
+    const unsigned long id = addDocument(folderId, "a");
+    list(Root);
+    list(folderId);
+    client().move(id, Root);
+    tree.remove(folderId);
+    client().onRemoteRemoval(folderId);
+    settle();
+
+    EXPECT_EQ(client().item(id), nullptr);
+    EXPECT_EQ(client().statistics().entries, 1U);
+}
+
 }  // namespace
 }  // namespace Ormek

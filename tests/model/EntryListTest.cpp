@@ -322,6 +322,20 @@ TEST(EntryListTest, NamesOfOneHashAreToldApart) {
     EXPECT_EQ(list.firstOfName(names[1]), 1);
 }
 
+// The same of two ids.
+TEST(EntryListTest, IdsOfOneHashAreToldApart) {
+    constexpr unsigned long One = 1654798507413304125;
+    constexpr unsigned long Other = 636567046635579002;
+    EntryList list;
+    list.reserve(0, 3);
+    list.put(0, named(One, "one"));
+    EXPECT_THAT(list.positionsOfId(Other), IsEmpty());
+    EXPECT_FALSE(list.contains(*named(Other, "other")));
+    list.put(2, named(Other, "other"));
+    EXPECT_THAT(list.positionsOfId(One), ElementsAre(0));
+    EXPECT_THAT(list.positionsOfId(Other), ElementsAre(2));
+}
+
 TEST(EntryListTest, AssignedListIsACopy) {
     EntryList list;
     list.reserve(0, 2);

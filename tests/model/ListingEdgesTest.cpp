@@ -258,5 +258,16 @@ TEST_F(ListingEdgesTest, EvictedEntryStaysAwayFromAPlaceThatIsTakenMeanwhile) {
     EXPECT_THAT(ids(result.items()), ElementsAre(1, 50, 3));
 }
 
+TEST_F(ListingEdgesTest, EvictedEntryDoesNotComeBackWhereItsNamesakeStays) {
+    deliver(2, 1, 4, {entry(3)});
+    const auto namesake = makeObject(50, 7, "e3");
+    result.addPage(0, 1);
+    result.totalCount(4);
+    ASSERT_TRUE(result.removeItemByName(namesake));
+    result.addItem(namesake, true);
+    result.addItems(0, {entry(1)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 50));
+}
+
 }  // namespace
 }  // namespace Ormek::Testing

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include "backend/EntryName.h"
@@ -41,7 +42,10 @@ FileDescriptor openRoot(const std::string& folder) {
 void checkUsable(const FileDescriptor& root, const std::string& folder) {
     const std::string link = "/proc/self/fd/" + std::to_string(root.get());
     if (access(link.c_str(), F_OK) != 0) {
-        throw ServiceError(Reason::NotReachable, "/proc is not mounted");
+        if (isGone(errno)) {
+            throw ServiceError(Reason::NotReachable, "/proc is not mounted");
+        }
+        throw systemError(errno, "cannot use /proc");
     }
     try {
         OpenFolder(root, "", OpenFolder::Purpose::Reading);
@@ -51,8 +55,12 @@ void checkUsable(const FileDescriptor& root, const std::string& folder) {
 }
 
 std::string nameOf(const FileDescriptor& root) {
-    const auto path =
-        std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(root.get())).string();
+    std::error_code error;
+    const std::string link = "/proc/self/fd/" + std::to_string(root.get());
+    const std::string path = std::filesystem::read_symlink(link, error).string();
+    if (error) {
+        throw systemError(error.value(), "cannot read the link " + link);
+    }
     const std::string name = path.substr(path.rfind('/') + 1);
     return name.empty() ? "/" : name;
 }

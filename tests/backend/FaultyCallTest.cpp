@@ -83,6 +83,21 @@ TEST_F(FaultyCallTest, AMadeFolderIsAnsweredAlsoIfNothingMoreCanBeToldAboutIt) {
     EXPECT_EQ(folderId("f"), made.id);
 }
 
+TEST_F(FaultyCallTest, WhatKeepsAServiceFromBeingMadeIsTold) {
+    const std::string path = folder.path().string();
+    const auto failsBy = [&](const std::string& call, int error, Reason reason,
+                             const std::string& part) {
+        const FailingCall failing(call, error);
+        expectRefusal([&] { const FolderService other(path); }, reason, part);
+        EXPECT_TRUE(failing.happened());
+    };
+    failsBy("access", ENOENT, Reason::NotReachable, "/proc is not mounted");
+    failsBy("access", ENOMEM, Reason::Internal, "/proc");
+    failsBy("access", EACCES, Reason::NoPermission, "/proc");
+    failsBy("readlink", EACCES, Reason::NoPermission, "/proc/self/fd");
+    failsBy("readlink", ENOMEM, Reason::Internal, "/proc/self/fd");
+}
+
 TEST_F(FaultyCallTest, WhatIsTransferredInPartGoesOnBehindIt) {
     unsigned long a = 0;
     {

@@ -46,11 +46,24 @@ bool lock(const FileDescriptor& file) {
     return uninterrupted([&] { return flock(file.get(), LOCK_EX | LOCK_NB); }) == 0;
 }
 
-/// Whether nobody holds the lock of a file; what cannot be told counts as held.
+/// Whether nobody holds the lock of a file. What may not be opened counts as held.
 bool isAbandoned(const OpenFolder& folder, const char* name) {
     constexpr int Flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     const FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), name, Flags); }));
-    return fd && lock(fd);
+    if (fd && lock(fd)) {
+        return true;
+    }
+    const bool held = fd ? errno == EWOULDBLOCK : reasonOf(errno) != Reason::Internal;
+    if (!held) {
+        throw systemError(errno, "cannot tell whether " + folder.text(name) + " is being written");
+    }
+    return false;
+}
+
+void removeIfAbandoned(const OpenFolder& folder, const char* name) {
+    if (isAbandoned(folder, name) && unlinkat(folder.fd(), name, 0) != 0 && !isGone(errno)) {
+        throw systemError(errno, "cannot remove " + folder.text(name));
+    }
 }
 
 }  // namespace
@@ -140,14 +153,21 @@ void removeAbandonedFiles(const OpenFolder& folder) {
     FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), ".", Flags); }));
     const std::unique_ptr<DIR, CloseListing> listing(fd ? fdopendir(fd.get()) : nullptr);
     if (!listing) {
-        return;
+        throw systemError(errno, "cannot read the folder " + folder.text());
     }
     // The listing closes its descriptor itself.
     fd.release();
-    while (const dirent64* entry = readdir64(listing.get())) {
-        if (isTemporaryName(entry->d_name) && isAbandoned(folder, entry->d_name)) {
-            unlinkat(folder.fd(), entry->d_name, 0);
+    const auto next = [&listing] {
+        errno = 0;
+        return readdir64(listing.get());
+    };
+    while (const dirent64* entry = next()) {
+        if (isTemporaryName(entry->d_name)) {
+            removeIfAbandoned(folder, entry->d_name);
         }
+    }
+    if (errno != 0) {
+        throw systemError(errno, "cannot read the folder " + folder.text());
     }
 }
 

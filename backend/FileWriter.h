@@ -54,7 +54,8 @@ class FileWriter {
 };
 
 /// Removes what killed processes left in a folder under a temporary name, and nothing that is still
-/// being written. What cannot be removed stays.
+/// being written, which is also thought of what may not be opened. Throws ServiceError when it
+/// cannot look, or cannot remove something.
 void removeAbandonedFiles(const OpenFolder& folder);
 
 }  // namespace Nimra

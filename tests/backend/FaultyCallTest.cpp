@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <functional>
 #include <string>
+#include <system_error>
 
 #include "backend/EntryName.h"
 #include "tests/backend/ActionFixture.h"
@@ -17,6 +18,7 @@ namespace {
 using Ormek::Testing::FailingCall;
 using Ormek::Testing::ShortCall;
 using testing::ElementsAre;
+using testing::SizeIs;
 
 class FaultyCallTest : public ActionFixture {};
 
@@ -96,6 +98,36 @@ TEST_F(FaultyCallTest, WhatKeepsAServiceFromBeingMadeIsTold) {
     failsBy("access", EACCES, Reason::NoPermission, "/proc");
     failsBy("readlink", EACCES, Reason::NoPermission, "/proc/self/fd");
     failsBy("readlink", ENOMEM, Reason::Internal, "/proc/self/fd");
+}
+
+TEST_F(FaultyCallTest, AFolderWithLeftoversOnlyIsNotCalledFullWhenTheyCannotBeSwept) {
+    folder.makeFolder("f");
+    folder.writeFile("f/" + makeTemporaryName());
+    const unsigned long f = folderId("f");
+    const auto failsBy = [&](const std::string& call, int error, unsigned nth, Reason reason) {
+        const FailingCall failing(call, error, nth);
+        expectRefusal([&] { remove(f); }, reason, std::generic_category().message(error));
+        EXPECT_TRUE(failing.happened()) << call;
+    };
+    failsBy("openat", EMFILE, 1, Reason::Internal);
+    failsBy("openat", EACCES, 1, Reason::NoPermission);
+    failsBy("fdopendir", ENOMEM, 1, Reason::Internal);
+    failsBy("readdir64", EIO, 1, Reason::Internal);
+    failsBy("openat", EMFILE, 2, Reason::Internal);
+    failsBy("flock", ENOLCK, 1, Reason::Internal);
+    failsBy("unlinkat", EROFS, 2, Reason::NoPermission);
+    EXPECT_THAT(onDisk("f"), SizeIs(1));
+    remove(f);
+    EXPECT_FALSE(exists("f"));
+}
+
+TEST_F(FaultyCallTest, ALeftoverThatMayNotBeOpenedKeepsItsFolder) {
+    folder.makeFolder("f");
+    folder.writeFile("f/" + makeTemporaryName());
+    const unsigned long f = folderId("f");
+    const FailingCall failing("openat", EACCES, 2);
+    expectRefusal([&] { remove(f); }, Reason::Refused, "not empty");
+    EXPECT_TRUE(failing.happened());
 }
 
 TEST_F(FaultyCallTest, WhatIsTransferredInPartGoesOnBehindIt) {

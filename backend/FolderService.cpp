@@ -94,10 +94,6 @@ Listing listingOf(const ItemFilter& filter) {
                       .foldersFirst = filter.containerFirst && filter.dataType != Tags}};
 }
 
-/// Whether nothing can be told about an entry that is there: its folder may be read but not
-/// searched, or a file system that was mounted on it has died.
-bool isUntold(int error) { return error == EACCES || reasonOf(error) == Reason::NotReachable; }
-
 unsigned long milliseconds(const statx_timestamp& time) {
     constexpr unsigned long PerSecond = 1000;
     constexpr unsigned long Nanoseconds = 1'000'000;

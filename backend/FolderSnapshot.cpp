@@ -109,6 +109,9 @@ void FolderSnapshot::add(const OpenFolder& folder, const char* name, unsigned ch
         if (isGone(error)) {
             return;
         }
+        if (error != 0 && !isUntold(error)) {
+            throw systemError(error, "cannot look at " + folder.text(name));
+        }
         isFolder = error == 0 && S_ISDIR(status.stx_mode);
     }
     const std::size_t length = std::strlen(name);

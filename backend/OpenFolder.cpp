@@ -87,6 +87,8 @@ EntryKind kindOf(const struct statx& status) {
 
 bool isGone(int error) { return reasonOf(error) == Reason::NotFound; }
 
+bool isUntold(int error) { return error == EACCES || reasonOf(error) == Reason::NotReachable; }
+
 OpenFolder::OpenFolder(const FileDescriptor& root, std::string path, Purpose purpose)
     : _path(std::move(path)),
       _fd(openStepwise(root.get(), _path, purpose == Purpose::Reading ? O_RDONLY : O_PATH)) {

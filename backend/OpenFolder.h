@@ -55,5 +55,8 @@ EntryKind kindOf(const struct statx& status);
 
 /// Whether this error of looking at an entry says that it is not there.
 bool isGone(int error);
+/// Whether it says that nothing can be told about an entry that is there: its folder may be read
+/// but not searched, or a file system that was mounted on it has died.
+bool isUntold(int error);
 
 }  // namespace Nimra

@@ -17,6 +17,7 @@ namespace {
 
 using Ormek::Testing::FailingCall;
 using Ormek::Testing::ShortCall;
+using Ormek::Testing::UnknownKinds;
 using testing::ElementsAre;
 using testing::SizeIs;
 
@@ -128,6 +129,24 @@ TEST_F(FaultyCallTest, ALeftoverThatMayNotBeOpenedKeepsItsFolder) {
     const FailingCall failing("openat", EACCES, 2);
     expectRefusal([&] { remove(f); }, Reason::Refused, "not empty");
     EXPECT_TRUE(failing.happened());
+}
+
+TEST_F(FaultyCallTest, AFolderWhoseKindCannotBeToldKeepsItsIdAndWhatLiesBelow) {
+    folder.makeFolder("f");
+    folder.writeFile("f/a");
+    const unsigned long f = folderId("f");
+    const unsigned long a = documentId("a", f);
+    const UnknownKinds unknown;
+    for (const int error : {EIO, ENOMEM}) {
+        // So that nothing is kept of an earlier reading.
+        remove(create("other").id);
+        // The first is for the listed folder itself.
+        const FailingCall failing("statx", error, 2);
+        expectFailure(listing(1), Reason::Internal, "'f'");
+        EXPECT_TRUE(failing.happened());
+    }
+    EXPECT_EQ(load(listing(1)).folders.at(0).id, f);
+    EXPECT_EQ(load(listing(f)).documents.at(0).id, a);
 }
 
 TEST_F(FaultyCallTest, WhatIsTransferredInPartGoesOnBehindIt) {

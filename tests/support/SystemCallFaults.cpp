@@ -86,6 +86,15 @@ class Watch {
 namespace {
 
 Watch watch;
+std::atomic<int> unknownKinds = 0;
+
+void forgetKinds(char* records, ssize_t size) {
+    for (ssize_t at = 0; at < size;) {
+        auto* record = reinterpret_cast<dirent64*>(records + at);
+        record->d_type = DT_UNKNOWN;
+        at += record->d_reclen;
+    }
+}
 
 template <class Function>
 Function* nextOf(const char* name) {
@@ -154,6 +163,10 @@ bool CallFault::happened() const {
     const std::lock_guard lock(watch.mutex);
     return _left == 0;
 }
+
+UnknownKinds::UnknownKinds() { ++unknownKinds; }
+
+UnknownKinds::~UnknownKinds() { --unknownKinds; }
 
 CallTrace::CallTrace() { watch.add(this); }
 
@@ -291,7 +304,11 @@ ssize_t readlink(const char* path, char* target, size_t size) noexcept {
 
 ssize_t getdents64(int folder, void* records, size_t size) noexcept {
     static const Next next("getdents64", &getdents64);
-    return next.on(folder, folder, records, size);
+    const ssize_t read = next.on(folder, folder, records, size);
+    if (unknownKinds > 0) {
+        forgetKinds(static_cast<char*>(records), read);
+    }
+    return read;
 }
 
 DIR* fdopendir(int folder) {

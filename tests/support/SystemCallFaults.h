@@ -52,6 +52,15 @@ class ShortCall : public CallFault {
     explicit ShortCall(std::string call, unsigned nth = 1) : CallFault(std::move(call), 0, nth) {}
 };
 
+/// During its life reading a folder gives no kinds of entries, as on some file systems.
+class UnknownKinds {
+  public:
+    UnknownKinds();
+    UnknownKinds(const UnknownKinds&) = delete;
+    UnknownKinds& operator=(const UnknownKinds&) = delete;
+    ~UnknownKinds();
+};
+
 /// Writes down the calls during its life, failed ones too.
 class CallTrace {
   public:

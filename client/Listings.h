@@ -1,7 +1,7 @@
 #pragma once
 
-#include <map>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <unordered_map>

@@ -8,10 +8,8 @@ ContainerInternal::ContainerInternal(const Container& source, ObjectUpdater* upd
     : ItemInternal(source, updater) {}
 
 ContainerInternal::ContainerInternal(const Nimra::Folder& folder, ObjectUpdater* updater)
-    : ItemInternal(updater) {
-    id(folder.id);
+    : ItemInternal(folder.id, folder.name, updater) {
     parentId(folder.parentId);
-    name(folder.name);
     ownerId(folder.ownerId);
     driveId(folder.driveId);
     oldParentId(folder.oldParentId);

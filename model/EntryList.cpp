@@ -1,10 +1,10 @@
 #include "model/EntryList.h"
 
 #include <algorithm>
-#include <functional>
+#include <new>
 #include <utility>
 
-#include "model/ItemInternal.h"
+#include "model/WriteSide.h"
 
 namespace Ormek {
 
@@ -12,16 +12,29 @@ namespace {
 
 constexpr int KeyValueType = 16;
 
-std::uint64_t hashOf(const Item& item) {
-    const unsigned long id = item.id();
-    return id != 0 ? id : reinterpret_cast<std::uintptr_t>(&item);
+/// Entries that do not tell of their changes are all found under this one.
+constexpr std::uint64_t SilentHash = 0x5bd1e9955bd1e995ULL;
+
+std::uint64_t idHashOf(const Item& item) {
+    return writeSide(item) ? ItemInternal::idHash(item, item.id()) : SilentHash;
 }
 
-std::uint64_t hashOf(const std::string& name) { return std::hash<std::string>()(name); }
+std::uint64_t nameHashOf(const Item& item) {
+    const ItemInternal* internal = writeSide(item);
+    return internal ? ItemInternal::nameHash(internal->nameView()) : SilentHash;
+}
 
-/// Whether a change of the entry's id or name would be counted.
-bool countsItsChanges(const Item& item) {
-    return dynamic_cast<const ItemInternal*>(&item) != nullptr;
+/// Room for one more, with the growth that push_back has.
+template <class Element>
+void makeRoom(std::vector<Element>& elements) {
+    if (elements.size() == elements.capacity()) {
+        elements.reserve(std::max<std::size_t>(1, 2 * elements.size()));
+    }
+}
+
+template <class Element>
+auto iteratorAt(std::vector<Element>& elements, std::size_t index) {
+    return elements.begin() + static_cast<std::ptrdiff_t>(index);
 }
 
 }  // namespace
@@ -35,9 +48,15 @@ bool sameEntry(const Item& a, const Item& b) {
 }
 
 EntryList::EntryList(const EntryList& other)
-    : _chunks(other._chunks), _lastNumber(other._lastNumber), _size(other._size) {
+    : _chunks(other._chunks),
+      _starts(other._starts),
+      _places(other._places),
+      _size(other._size),
+      _silent(other._silent) {
+    _unused.reserve(_places.size());
+    _unused = other._unused;
     _byId.reserve(_size);
-    rebuildIndex();
+    rebuildIds();
 }
 
 EntryList& EntryList::operator=(const EntryList& other) {
@@ -47,28 +66,19 @@ EntryList& EntryList::operator=(const EntryList& other) {
     return *this;
 }
 
-unsigned long EntryList::end() const {
-    unsigned long position = 0;
-    for (const Chunk& chunk : _chunks) {
-        position += chunk.gap + chunk.slots.size();
-    }
-    return position;
+unsigned long EntryList::end() const { return _chunks.empty() ? 0 : endOf(_chunks.size() - 1); }
+
+std::size_t EntryList::firstChunkBehind(unsigned long position) const noexcept {
+    const auto behind = std::upper_bound(_starts.begin(), _starts.end(), position);
+    return static_cast<std::size_t>(behind - _starts.begin());
 }
 
 std::optional<EntryList::Place> EntryList::find(unsigned long position) const noexcept {
-    unsigned long start = 0;
-    for (std::size_t index = 0; index < _chunks.size(); ++index) {
-        const Chunk& chunk = _chunks[index];
-        start += chunk.gap;
-        if (position < start) {
-            return std::nullopt;
-        }
-        if (position - start < chunk.slots.size()) {
-            return Place{index, position - start};
-        }
-        start += chunk.slots.size();
+    const std::size_t behind = firstChunkBehind(position);
+    if (behind == 0 || position >= endOf(behind - 1)) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    return Place{behind - 1, position - _starts[behind - 1]};
 }
 
 const EntryList::Entry* EntryList::at(unsigned long position) const {
@@ -81,20 +91,111 @@ const EntryList::Entry* EntryList::at(unsigned long position) const {
 }
 
 void EntryList::copyTo(std::vector<Entry>& target, unsigned long begin, unsigned long end) const {
-    unsigned long start = 0;
-    for (const Chunk& chunk : _chunks) {
-        start += chunk.gap;
+    const std::size_t behind = firstChunkBehind(begin);
+    for (std::size_t index = behind == 0 ? 0 : behind - 1; index < _chunks.size(); ++index) {
+        const unsigned long start = _starts[index];
         if (start >= end) {
             return;
         }
-        const unsigned long size = chunk.slots.size();
-        const unsigned long last = std::min(size, end - start);
+        const std::vector<Entry>& slots = _chunks[index].slots;
+        const unsigned long last = std::min<unsigned long>(slots.size(), end - start);
         for (unsigned long slot = begin > start ? begin - start : 0; slot < last; ++slot) {
-            if (chunk.slots[slot]) {
-                target.push_back(chunk.slots[slot]);
+            if (slots[slot]) {
+                target.push_back(slots[slot]);
             }
         }
-        start += size;
+    }
+}
+
+// --- Chunks --------------------------------------------------------------------------------
+
+void EntryList::insertChunk(std::size_t index, unsigned long start, std::vector<Entry> slots) {
+    makeRoom(_chunks);
+    makeRoom(_starts);
+    if (_unused.empty()) {
+        makeRoom(_places);
+        _unused.reserve(_places.capacity());
+        _unused.push_back(static_cast<std::uint32_t>(_places.size()));
+        _places.push_back(0);
+    }
+    // Nothing fails from here on.
+    const std::uint32_t number = _unused.back();
+    _unused.pop_back();
+    _chunks.insert(iteratorAt(_chunks, index), Chunk{number, std::move(slots)});
+    _starts.insert(iteratorAt(_starts, index), start);
+    for (; index < _chunks.size(); ++index) {
+        _places[_chunks[index].number] = static_cast<std::uint32_t>(index);
+    }
+}
+
+void EntryList::dropChunk(std::size_t chunk) noexcept {
+    if (_chunks.size() == 1) {
+        _chunks.front().slots.clear();
+        _starts.front() = 0;
+        return;
+    }
+    _unused.push_back(_chunks[chunk].number);
+    _chunks.erase(iteratorAt(_chunks, chunk));
+    _starts.erase(iteratorAt(_starts, chunk));
+    for (; chunk < _chunks.size(); ++chunk) {
+        _places[_chunks[chunk].number] = static_cast<std::uint32_t>(chunk);
+    }
+}
+
+// Into halves. Room that was reserved for more entries is there in both.
+void EntryList::split(std::size_t chunk) {
+    const std::size_t kept = _chunks[chunk].slots.size() / 2;
+    std::vector<Entry> half;
+    half.reserve(_chunks[chunk].slots.capacity() - kept);
+    insertChunk(chunk + 1, _starts[chunk] + kept, std::move(half));
+    // Nothing fails from here on.
+    followChanges();
+    Chunk& from = _chunks[chunk];
+    Chunk& to = _chunks[chunk + 1];
+    for (std::size_t slot = kept; slot < from.slots.size(); ++slot) {
+        Entry& entry = from.slots[slot];
+        if (entry) {
+            _byId.renumber(idHashOf(*entry), entry.get(), from.number, to.number);
+            if (_byName) {
+                _byName->renumber(nameHashOf(*entry), entry.get(), from.number, to.number);
+            }
+        }
+        to.slots.push_back(std::move(entry));
+    }
+    from.slots.resize(kept);
+}
+
+// Moves the chunks from this one on by one position.
+void EntryList::moveFrom(std::size_t chunk, bool up) noexcept {
+    for (; chunk < _starts.size(); ++chunk) {
+        _starts[chunk] += up ? -1UL : 1UL;
+    }
+}
+
+// Makes vacant slots of all positions that are in no chunk yet.
+void EntryList::fillGap(unsigned long begin, unsigned long end) {
+    while (begin < end) {
+        const std::size_t behind = firstChunkBehind(begin);
+        const unsigned long before = behind == 0 ? 0 : endOf(behind - 1);
+        if (begin < before) {
+            begin = before;
+            continue;
+        }
+        const bool isLast = behind == _chunks.size();
+        const unsigned long gap = (isLast ? end : std::min(end, _starts[behind])) - begin;
+        const bool adjoins = behind > 0 && before == begin;
+        const std::size_t size = adjoins ? _chunks[behind - 1].slots.size() : ChunkSize;
+        if (size < ChunkSize) {
+            const unsigned long count = std::min<unsigned long>(gap, ChunkSize - size);
+            std::vector<Entry>& slots = _chunks[behind - 1].slots;
+            slots.reserve(size == 0 ? count : ChunkSize);
+            slots.resize(size + count);
+            begin += count;
+        } else {
+            const unsigned long count = std::min<unsigned long>(gap, ChunkSize);
+            insertChunk(behind, begin, std::vector<Entry>(count));
+            begin += count;
+        }
     }
 }
 
@@ -105,40 +206,13 @@ void EntryList::reserve(unsigned long begin, unsigned long end, unsigned long mo
     fillGap(begin, end);
 }
 
-// Makes vacant slots of all positions that are in no chunk yet.
-void EntryList::fillGap(unsigned long begin, unsigned long end) {
-    std::size_t index = 0;
-    unsigned long chunkEnd = 0;  // Of the chunk before `index`.
-    while (begin < end) {
-        while (index < _chunks.size() && chunkEnd + _chunks[index].gap <= begin) {
-            chunkEnd += _chunks[index].gap + _chunks[index].slots.size();
-            ++index;
-        }
-        if (begin < chunkEnd) {
-            begin = chunkEnd;
-            continue;
-        }
-        const bool isLast = index == _chunks.size();
-        const unsigned long gapEnd = isLast ? end : std::min(end, chunkEnd + _chunks[index].gap);
-        const bool adjoins = index > 0 && chunkEnd == begin;
-        const std::size_t room =
-            adjoins ? ChunkSize - std::min(ChunkSize, _chunks[index - 1].slots.size()) : 0;
-        const unsigned long count =
-            std::min<unsigned long>(gapEnd - begin, room ? room : ChunkSize);
-        const unsigned long gap = begin - chunkEnd;
-        if (room) {
-            std::vector<Entry>& slots = _chunks[index - 1].slots;
-            slots.resize(slots.size() + count);
-        } else {
-            Chunk chunk{gap, _lastNumber + 1, std::vector<Entry>(count)};
-            _chunks.insert(_chunks.begin() + static_cast<std::ptrdiff_t>(index), std::move(chunk));
-            ++_lastNumber;
-            ++index;
-        }
-        if (!isLast) {
-            _chunks[index].gap -= gap + count;
-        }
-        chunkEnd = begin += count;
+void EntryList::reserveInsertions(unsigned long more) {
+    _byId.reserve(more);
+    if (_chunks.empty()) {
+        insertChunk(0, 0, {});
+    }
+    for (Chunk& chunk : _chunks) {
+        chunk.slots.reserve(chunk.slots.size() + more);
     }
 }
 
@@ -166,67 +240,76 @@ EntryList::Entry EntryList::take(unsigned long position) noexcept {
 
 EntryList::Entry EntryList::erase(unsigned long position) noexcept {
     Entry entry = take(position);
-    unsigned long start = 0;
-    for (std::size_t index = 0; index < _chunks.size(); ++index) {
-        Chunk& chunk = _chunks[index];
-        if (position - start < chunk.gap) {
-            --chunk.gap;
-            return entry;
+    const std::size_t behind = firstChunkBehind(position);
+    moveFrom(behind, true);
+    if (behind > 0 && position < endOf(behind - 1)) {
+        std::vector<Entry>& slots = _chunks[behind - 1].slots;
+        slots.erase(iteratorAt(slots, position - _starts[behind - 1]));
+        if (slots.empty()) {
+            dropChunk(behind - 1);
         }
-        start += chunk.gap;
-        if (position - start < chunk.slots.size()) {
-            chunk.slots.erase(chunk.slots.begin() + static_cast<std::ptrdiff_t>(position - start));
-            dropChunkIfEmpty(index);
-            return entry;
-        }
-        start += chunk.slots.size();
     }
     return entry;
 }
 
-void EntryList::dropChunkIfEmpty(std::size_t chunk) noexcept {
-    if (!_chunks[chunk].slots.empty()) {
+// The chunk that a position lies in or directly behind. Between two chunks it is the first one
+// while that has room, so that what is taken out and put back, entry by entry, does not gather in
+// one.
+std::optional<std::size_t> EntryList::chunkToInsertInto(unsigned long position) const noexcept {
+    const std::size_t behind = firstChunkBehind(position);
+    if (behind == 0 || position > endOf(behind - 1)) {
+        return std::nullopt;
+    }
+    const bool between = behind > 1 && position == _starts[behind - 1] &&
+                         position == endOf(behind - 2) &&
+                         _chunks[behind - 2].slots.size() < LargestChunk;
+    return between ? behind - 2 : behind - 1;
+}
+
+void EntryList::makeSmaller(std::size_t chunk, unsigned long position) {
+    if (position < endOf(chunk)) {
+        split(chunk);
         return;
     }
-    if (chunk + 1 < _chunks.size()) {
-        _chunks[chunk + 1].gap += _chunks[chunk].gap;
-    }
-    _chunks.erase(_chunks.begin() + static_cast<std::ptrdiff_t>(chunk));
+    const std::vector<Entry>& slots = _chunks[chunk].slots;
+    std::vector<Entry> next;
+    next.reserve(std::max(ChunkSize, slots.capacity() - slots.size()));
+    insertChunk(chunk + 1, position, std::move(next));
 }
 
 void EntryList::insert(unsigned long position, Entry entry) {
     _byId.reserve(1);
-    unsigned long start = 0;
-    for (Chunk& chunk : _chunks) {
-        start += chunk.gap;
-        // At the end of a chunk rather than at the start of the next one, so that what is taken out
-        // and put back, entry by entry, does not gather in one chunk.
-        const bool inside = position >= start && position - start < chunk.slots.size();
-        const bool atEnd = position >= start && position - start == chunk.slots.size();
-        if (inside || (atEnd && chunk.slots.size() < 2 * ChunkSize)) {
-            const auto before = chunk.slots.begin() + static_cast<std::ptrdiff_t>(position - start);
-            link(*chunk.slots.insert(before, std::move(entry)), chunk.number);
-            ++_size;
-            return;
+    std::optional<std::size_t> index = chunkToInsertInto(position);
+    if (index && _chunks[*index].slots.size() >= LargestChunk) {
+        try {
+            makeSmaller(*index, position);
+        } catch (const std::bad_alloc&) {
+            // It may grow beyond its size where there is room.
         }
-        start += chunk.slots.size();
+        index = chunkToInsertInto(position);
+    }
+    if (index) {
+        Chunk& chunk = _chunks[*index];
+        const auto before = iteratorAt(chunk.slots, position - _starts[*index]);
+        link(*chunk.slots.insert(before, std::move(entry)), chunk.number);
+        ++_size;
+        moveFrom(*index + 1, false);
+        return;
     }
     // In a gap, which goes on behind the new position as long as it was before.
     fillGap(position, position + 1);
     put(position, std::move(entry));
-    const std::size_t next = find(position)->chunk + 1;
-    if (next < _chunks.size()) {
-        ++_chunks[next].gap;
-    }
+    moveFrom(firstChunkBehind(position), false);
 }
 
 void EntryList::vacate(unsigned long begin, unsigned long end) noexcept {
-    unsigned long start = 0;
-    for (Chunk& chunk : _chunks) {
-        start += chunk.gap;
+    const std::size_t behind = firstChunkBehind(begin);
+    for (std::size_t index = behind == 0 ? 0 : behind - 1; index < _chunks.size(); ++index) {
+        const unsigned long start = _starts[index];
         if (start >= end) {
             return;
         }
+        Chunk& chunk = _chunks[index];
         const unsigned long last = std::min<unsigned long>(chunk.slots.size(), end - start);
         for (unsigned long slot = begin > start ? begin - start : 0; slot < last; ++slot) {
             if (chunk.slots[slot]) {
@@ -235,175 +318,214 @@ void EntryList::vacate(unsigned long begin, unsigned long end) noexcept {
                 --_size;
             }
         }
-        start += chunk.slots.size();
     }
 }
 
 void EntryList::truncate(unsigned long position) noexcept {
-    unsigned long start = end();
-    while (!_chunks.empty() && start > position) {
-        Chunk& chunk = _chunks.back();
-        start -= chunk.slots.size();
-        const std::size_t kept = position > start ? position - start : 0;
-        for (std::size_t slot = kept; slot < chunk.slots.size(); ++slot) {
-            if (chunk.slots[slot]) {
-                unlink(chunk.slots[slot], chunk.number);
-                --_size;
-            }
-        }
-        if (kept != 0) {
-            chunk.slots.erase(chunk.slots.begin() + static_cast<std::ptrdiff_t>(kept),
-                              chunk.slots.end());
+    vacate(position, end());
+    while (!_chunks.empty() && end() > position) {
+        const std::size_t last = _chunks.size() - 1;
+        if (_starts[last] < position) {
+            std::vector<Entry>& slots = _chunks[last].slots;
+            slots.erase(iteratorAt(slots, position - _starts[last]), slots.end());
             return;
         }
-        start -= chunk.gap;
-        _chunks.pop_back();
+        dropChunk(last);
     }
 }
 
-// --- Finding -------------------------------------------------------------------------------
+// --- Indexes -------------------------------------------------------------------------------
 
 void EntryList::link(const Entry& entry, std::uint32_t number) noexcept {
-    _byId.insert(hashOf(*entry), entry.get(), number);
-    const bool counted = countsItsChanges(*entry);
-    _idsAreFixed = _idsAreFixed && counted && entry->id() != 0;
+    _byId.insert(idHashOf(*entry), entry.get(), number);
+    _silent += writeSide(*entry) ? 0 : 1;
     if (!_byName) {
         return;
     }
     try {
-        const std::string name = entry->name();
         _byName->reserve(1);
-        _byName->insert(hashOf(name), entry.get(), number);
-        _namesAreFixed = _namesAreFixed && counted && !name.empty();
-    } catch (...) {
+        _byName->insert(nameHashOf(*entry), entry.get(), number);
+    } catch (const std::bad_alloc&) {
         _byName.reset();
     }
 }
 
-// A cell that is missed here goes when the index is rebuilt, which a changed id or name calls for
-// before anything is looked up again.
 void EntryList::unlink(const Entry& entry, std::uint32_t number) noexcept {
-    _byId.erase(hashOf(*entry), entry.get(), number);
-    if (!_byName) {
-        return;
+    followChanges();
+    _byId.erase(idHashOf(*entry), entry.get(), number);
+    _silent -= writeSide(*entry) ? 0 : 1;
+    if (_byName) {
+        _byName->erase(nameHashOf(*entry), entry.get(), number);
     }
-    try {
-        if (!_byName->erase(hashOf(entry->name()), entry.get(), number)) {
-            _byName.reset();
-        }
-    } catch (...) {
+}
+
+void EntryList::followChanges() const noexcept {
+    followIds();
+    if (_byName && !follow(ItemInternal::nameChanges(), _nameChanges, *_byName, nameHashOf)) {
         _byName.reset();
     }
 }
 
-void EntryList::trustIndex() const noexcept {
-    if (!_idsAreFixed || _idChanges != ItemInternal::idChanges()) {
-        rebuildIndex();
+void EntryList::followIds() const noexcept {
+    if (!follow(ItemInternal::idChanges(), _idChanges, _byId, idHashOf)) {
+        rebuildIds();
     }
 }
 
-void EntryList::rebuildIndex() const noexcept {
+// False when making the index anew is less work, or the only way.
+template <class HashOf>
+bool EntryList::follow(const ChangeLog& log, unsigned long& seen, ItemIndex& index,
+                       HashOf hashOf) const noexcept {
+    const unsigned long count = log.count();
+    if (count - seen > _size) {
+        return false;
+    }
+    for (; seen != count; ++seen) {
+        const auto change = log.at(seen);
+        if (!change) {
+            return false;
+        }
+        if (index.has(change->before, change->item)) {
+            index.move(change->before, change->item, hashOf(*change->item));
+        }
+    }
+    return true;
+}
+
+void EntryList::rebuildIds() const noexcept {
     _byId.clear();
-    _idChanges = ItemInternal::idChanges();
-    _idsAreFixed = true;
+    _idChanges = ItemInternal::idChanges().count();
     for (const Chunk& chunk : _chunks) {
         for (const Entry& entry : chunk.slots) {
             if (entry) {
-                _byId.insert(hashOf(*entry), entry.get(), chunk.number);
-                _idsAreFixed = _idsAreFixed && entry->id() != 0 && countsItsChanges(*entry);
+                _byId.insert(idHashOf(*entry), entry.get(), chunk.number);
             }
         }
     }
 }
 
 void EntryList::indexNames() const {
-    if (_byName && _namesAreFixed && _nameChanges == ItemInternal::nameChanges()) {
+    followChanges();
+    if (_byName) {
         return;
     }
     // Nothing of it counts before all of it is there.
     ItemIndex index;
     index.reserve(_size);
-    const unsigned long nameChanges = ItemInternal::nameChanges();
-    bool namesAreFixed = true;
+    const auto nameChanges = ItemInternal::nameChanges().count();
     for (const Chunk& chunk : _chunks) {
         for (const Entry& entry : chunk.slots) {
             if (entry) {
-                const std::string name = entry->name();
-                index.insert(hashOf(name), entry.get(), chunk.number);
-                namesAreFixed = namesAreFixed && !name.empty() && countsItsChanges(*entry);
+                index.insert(nameHashOf(*entry), entry.get(), chunk.number);
             }
         }
     }
     _byName = std::move(index);
     _nameChanges = nameChanges;
-    _namesAreFixed = namesAreFixed;
 }
 
-void EntryList::addPositions(const Item* item, std::uint32_t number,
+// --- Finding -------------------------------------------------------------------------------
+
+// Calls `visit(cell)` for what may have this id, until it returns true.
+template <class Visit>
+bool EntryList::findById(std::uint64_t hash, Visit visit) const {
+    followIds();
+    return _byId.find(hash, visit) || (_silent != 0 && _byId.find(SilentHash, visit));
+}
+
+void EntryList::addPositions(const ItemIndex::Cell& cell,
                              std::vector<unsigned long>& positions) const {
-    unsigned long start = 0;
-    for (const Chunk& chunk : _chunks) {
-        start += chunk.gap;
-        if (chunk.number == number) {
-            for (std::size_t slot = 0; slot < chunk.slots.size(); ++slot) {
-                if (chunk.slots[slot].get() == item) {
-                    positions.push_back(start + slot);
-                }
-            }
-            return;
+    const std::size_t chunk = _places[cell.number];
+    const std::vector<Entry>& slots = _chunks[chunk].slots;
+    for (std::size_t slot = 0; slot < slots.size(); ++slot) {
+        if (slots[slot].get() == cell.item) {
+            positions.push_back(_starts[chunk] + slot);
         }
-        start += chunk.slots.size();
     }
 }
 
+unsigned long EntryList::firstPosition(const ItemIndex::Cell& cell) const noexcept {
+    const std::size_t chunk = _places[cell.number];
+    const std::vector<Entry>& slots = _chunks[chunk].slots;
+    std::size_t slot = 0;
+    while (slots[slot].get() != cell.item) {
+        ++slot;
+    }
+    return _starts[chunk] + slot;
+}
+
 template <class Wanted>
-void EntryList::collect(std::uint64_t hash, Wanted wanted,
-                        std::vector<unsigned long>& positions) const {
-    trustIndex();
-    _byId.find(hash, [&](const ItemIndex::Cell& cell) {
+std::vector<unsigned long> EntryList::positions(std::uint64_t hash, Wanted wanted) const {
+    std::vector<unsigned long> found;
+    findById(hash, [&](const ItemIndex::Cell& cell) {
         if (wanted(*cell.item)) {
-            addPositions(cell.item, cell.number, positions);
+            addPositions(cell, found);
         }
         return false;
     });
     // An entry that stands twice in one chunk was found twice for each of its cells.
-    std::sort(positions.begin(), positions.end());
-    positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+    if (found.size() > 1) {
+        std::sort(found.begin(), found.end());
+        found.erase(std::unique(found.begin(), found.end()), found.end());
+    }
+    return found;
 }
 
 std::vector<unsigned long> EntryList::positionsOf(const Item& entry) const {
-    std::vector<unsigned long> positions;
-    collect(
-        hashOf(entry), [&](const Item& other) { return sameEntry(other, entry); }, positions);
-    return positions;
+    return positions(ItemInternal::idHash(entry, entry.id()),
+                     [&](const Item& other) { return sameEntry(other, entry); });
 }
 
 std::vector<unsigned long> EntryList::positionsOfId(unsigned long id) const {
-    std::vector<unsigned long> positions;
-    collect(
-        id, [id](const Item& other) { return other.id() == id; }, positions);
-    return positions;
+    return positions(id, [id](const Item& other) { return other.id() == id; });
+}
+
+std::optional<unsigned long> EntryList::firstOf(const Item& entry) const noexcept {
+    std::optional<unsigned long> first;
+    findById(ItemInternal::idHash(entry, entry.id()), [&](const ItemIndex::Cell& cell) {
+        if (cell.item == &entry) {
+            const unsigned long position = firstPosition(cell);
+            first = std::min(first.value_or(position), position);
+        }
+        return false;
+    });
+    return first;
 }
 
 bool EntryList::contains(const Item& entry) const noexcept {
-    trustIndex();
-    return _byId.find(hashOf(entry),
-                      [&](const ItemIndex::Cell& cell) { return sameEntry(*cell.item, entry); });
+    return findById(ItemInternal::idHash(entry, entry.id()),
+                    [&](const ItemIndex::Cell& cell) { return sameEntry(*cell.item, entry); });
+}
+
+bool EntryList::standsOnlyAt(unsigned long position, const Item& entry) const noexcept {
+    const Entry* standing = at(position);
+    if (!standing || standing->get() != &entry) {
+        return false;
+    }
+    // One that stands there has one cell for it.
+    int cells = 0;
+    return !findById(ItemInternal::idHash(entry, entry.id()), [&](const ItemIndex::Cell& cell) {
+        cells += sameEntry(*cell.item, entry) ? 1 : 0;
+        return cells > 1;
+    });
 }
 
 std::optional<unsigned long> EntryList::firstOfName(const std::string& name) const {
     indexNames();
-    std::vector<unsigned long> positions;
-    _byName->find(hashOf(name), [&](const ItemIndex::Cell& cell) {
-        if (cell.item->name() == name) {
-            addPositions(cell.item, cell.number, positions);
+    std::optional<unsigned long> first;
+    const auto look = [&](const ItemIndex::Cell& cell) {
+        std::string room;
+        if (nameOf(*cell.item, room) == name) {
+            const unsigned long position = firstPosition(cell);
+            first = std::min(first.value_or(position), position);
         }
         return false;
-    });
-    if (positions.empty()) {
-        return std::nullopt;
+    };
+    _byName->find(ItemInternal::nameHash(name), look);
+    if (_silent != 0) {
+        _byName->find(SilentHash, look);
     }
-    return *std::min_element(positions.begin(), positions.end());
+    return first;
 }
 
 }  // namespace Ormek

@@ -54,6 +54,34 @@ bool ItemIndex::erase(std::uint64_t hash, const Item* item, std::uint32_t number
     });
 }
 
+void ItemIndex::renumber(std::uint64_t hash, const Item* item, std::uint32_t from,
+                         std::uint32_t to) noexcept {
+    find(hash, [&](const Cell& cell) {
+        if (cell.item != item || cell.number != from) {
+            return false;
+        }
+        _cells[static_cast<std::size_t>(&cell - _cells.data())].number = to;
+        return true;
+    });
+}
+
+void ItemIndex::move(std::uint64_t from, const Item* item, std::uint64_t to) noexcept {
+    if (fold(from) == fold(to)) {
+        return;
+    }
+    const auto moveOne = [&](const Cell& cell) {
+        if (cell.item != item) {
+            return false;
+        }
+        const std::uint32_t number = cell.number;
+        closeGap(static_cast<std::size_t>(&cell - _cells.data()));
+        place({item, fold(to), number});
+        return true;
+    };
+    while (find(from, moveOne)) {
+    }
+}
+
 // Moves up what could not be found any more behind an empty cell.
 void ItemIndex::closeGap(std::size_t gap) noexcept {
     for (std::size_t at = next(gap); _cells[at].item; at = next(at)) {

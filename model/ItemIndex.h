@@ -25,6 +25,15 @@ class ItemIndex {
     void insert(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
     /// False when there is no such cell.
     bool erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
+    /// Gives such a cell another number.
+    void renumber(std::uint64_t hash, const Item* item, std::uint32_t from,
+                  std::uint32_t to) noexcept;
+    /// Whether this entry has a cell.
+    bool has(std::uint64_t hash, const Item* item) const {
+        return find(hash, [item](const Cell& cell) { return cell.item == item; });
+    }
+    /// Moves all cells of this entry to another hash.
+    void move(std::uint64_t from, const Item* item, std::uint64_t to) noexcept;
     void clear() noexcept;
 
     /// Calls `visit(cell)` for everything under a hash, until it returns true.
@@ -33,8 +42,9 @@ class ItemIndex {
         if (_cells.empty()) {
             return false;
         }
-        for (std::size_t at = home(fold(hash)); _cells[at].item; at = next(at)) {
-            if (_cells[at].hash == fold(hash) && visit(_cells[at])) {
+        const std::uint32_t folded = fold(hash);
+        for (std::size_t at = home(folded); _cells[at].item; at = next(at)) {
+            if (_cells[at].hash == folded && visit(_cells[at])) {
                 return true;
             }
         }

@@ -1,18 +1,13 @@
 #include "model/ItemInternal.h"
 
-#include <atomic>
 #include <utility>
 
 namespace Ormek {
 
-namespace {
-
-std::atomic<unsigned long> changedIds{0};
-std::atomic<unsigned long> changedNames{0};
-
-}  // namespace
-
 ItemInternal::ItemInternal(ObjectUpdater* updater) : _objectUpdater(updater) {}
+
+ItemInternal::ItemInternal(unsigned long id, std::string name, ObjectUpdater* updater)
+    : _name(std::move(name)), _id(id), _objectUpdater(updater) {}
 
 ItemInternal::ItemInternal(const Item& source, ObjectUpdater* updater)
     : _name(source.name()),
@@ -69,19 +64,19 @@ void ItemInternal::shares(std::map<unsigned long, std::vector<ShareData>> shares
 void ItemInternal::firstText(std::string text) { _firstText = std::move(text); }
 void ItemInternal::secondText(std::string text) { _secondText = std::move(text); }
 void ItemInternal::id(unsigned long id) {
-    const bool changes = _id != 0 && _id != id;
-    _id = id;
-    if (changes) {
-        ++changedIds;
+    if (_id != id) {
+        const std::uint64_t before = idHash(*this, _id);
+        _id = id;
+        idChanges().add(*this, before);
     }
 }
 void ItemInternal::parentId(unsigned long id) { _parentId = id; }
 void ItemInternal::oldParentId(unsigned long id) { _oldParentId = id; }
 void ItemInternal::name(std::string name) {
-    const bool changes = !_name.empty() && _name != name;
-    _name = std::move(name);
-    if (changes) {
-        ++changedNames;
+    if (_name != name) {
+        const std::uint64_t before = nameHash(_name);
+        _name = std::move(name);
+        nameChanges().add(*this, before);
     }
 }
 void ItemInternal::description(std::string text) { _description = std::move(text); }
@@ -96,8 +91,15 @@ void ItemInternal::deleted(unsigned long stamp) { _deleted = stamp; }
 void ItemInternal::type(int type) { _type = type; }
 void ItemInternal::setACLMap(unsigned long userId, int access) { _aclMap[userId] = access; }
 
-unsigned long ItemInternal::idChanges() noexcept { return changedIds; }
-unsigned long ItemInternal::nameChanges() noexcept { return changedNames; }
+ChangeLog& ItemInternal::idChanges() noexcept {
+    static ChangeLog log;
+    return log;
+}
+
+ChangeLog& ItemInternal::nameChanges() noexcept {
+    static ChangeLog log;
+    return log;
+}
 
 ObjectUpdater* ItemInternal::objectUpdater() const { return _objectUpdater; }
 

@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "model/ChangeLog.h"
 #include "model/Item.h"
 #include "model/ShareData.h"
 
@@ -13,13 +17,15 @@ class ObjectUpdater;
 
 /// The write side of an entry: its data, and a setter for each getter of `Item`.
 ///
-/// Every setter is a plain assignment. Nothing here locks; the cache says which of its operations
-/// write under which of its mutexes.
+/// Every setter is a plain assignment; those of id and name leave a note for whoever has the entry
+/// in an index. Nothing here guards the entry; the cache says which of its operations write under
+/// which of its mutexes.
 class ItemInternal : public virtual Item {
   public:
     explicit ItemInternal(ObjectUpdater* updater);
     /// Copies everything that `source` answers, flags and access rows included.
     ItemInternal(const Item& source, ObjectUpdater* updater);
+    ItemInternal(unsigned long id, std::string name, ObjectUpdater* updater);
     ItemInternal(const ItemInternal&) = delete;
     ItemInternal& operator=(const ItemInternal&) = delete;
     ~ItemInternal() override;
@@ -65,10 +71,20 @@ class ItemInternal : public virtual Item {
     /// Sets one row of the access map.
     void setACLMap(unsigned long userId, int access);
 
-    /// How often, in this process, an entry that had an id (a name) was given another one. While
-    /// the number stays, an index by id (by name) misses nothing. From any thread.
-    static unsigned long idChanges() noexcept;
-    static unsigned long nameChanges() noexcept;
+    /// The name without a copy; valid until it is changed.
+    const std::string& nameView() const { return _name; }
+
+    /// What an index by id and by name has to follow, each with the hash below of what the entry
+    /// had before. Entries under construction and copies make no changes.
+    static ChangeLog& idChanges() noexcept;
+    static ChangeLog& nameChanges() noexcept;
+    /// An entry without an id is told from others by where it is.
+    static std::uint64_t idHash(const Item& item, unsigned long id) noexcept {
+        return id != 0 ? id : reinterpret_cast<std::uintptr_t>(&item);
+    }
+    static std::uint64_t nameHash(std::string_view name) noexcept {
+        return std::hash<std::string_view>()(name);
+    }
 
     /// What the entry was built with; not owned.
     ObjectUpdater* objectUpdater() const;

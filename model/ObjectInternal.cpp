@@ -24,15 +24,13 @@ ObjectInternal::ObjectInternal(const Object& source, ObjectUpdater* updater)
 }
 
 ObjectInternal::ObjectInternal(const Nimra::Document& document, ObjectUpdater* updater)
-    : ItemInternal(updater),
+    : ItemInternal(document.id, document.name, updater),
       _length(document.length),
       _state(document.state),
       _mimeType(document.mimeType),
       _keyValues(document.keyValues()) {
-    id(document.id);
     parentId(document.parentId);
     oldParentId(document.oldParentId);
-    name(document.name);
     ownerId(document.ownerId);
     created(document.created);
     updated(document.updated);

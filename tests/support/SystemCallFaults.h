@@ -17,7 +17,7 @@ struct SystemCall {
     std::string path;  ///< Of the descriptor that it was given first; empty if there was none.
 };
 
-/// A mishap that befalls one call, once.
+/// A mishap that befalls one call, once. Of several for the same call the first that was made does.
 class CallFault {
   public:
     CallFault(const CallFault&) = delete;
@@ -59,6 +59,16 @@ class UnknownKinds {
     UnknownKinds(const UnknownKinds&) = delete;
     UnknownKinds& operator=(const UnknownKinds&) = delete;
     ~UnknownKinds();
+};
+
+/// During its life fsync(), syncfs() and sync() succeed without doing anything, so that a test of
+/// many actions does not wait for the disk. They count as calls all the same.
+class UnsyncedDisk {
+  public:
+    UnsyncedDisk();
+    UnsyncedDisk(const UnsyncedDisk&) = delete;
+    UnsyncedDisk& operator=(const UnsyncedDisk&) = delete;
+    ~UnsyncedDisk();
 };
 
 /// Writes down the calls during its life, failed ones too.

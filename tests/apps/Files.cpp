@@ -56,7 +56,7 @@ std::string contentOf(const std::filesystem::path& file) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-std::string randomBytes(std::size_t size, unsigned seed) {
+std::string randomBytes(std::size_t size, unsigned long seed) {
     std::mt19937 random(seed);
     std::string bytes(size, '\0');
     std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });

@@ -13,7 +13,7 @@ extern const std::vector<std::string> AwkwardNames;
 std::vector<std::string> namesIn(const std::filesystem::path& folder);
 std::string contentOf(const std::filesystem::path& file);
 /// Bytes of every value, in no order; the same for the same size and seed.
-std::string randomBytes(std::size_t size, unsigned seed = 1);
+std::string randomBytes(std::size_t size, unsigned long seed = 1);
 
 /// The parts of a text that has a NUL at the end of each.
 std::vector<std::string> splitAtNuls(const std::string& text);

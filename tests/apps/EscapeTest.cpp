@@ -135,6 +135,11 @@ TEST(Escaped, SaysEveryByteWhateverItsNeighbours) {
     }
 }
 
+TEST(Quoted, IsTheEscapedNameBetweenQuotes) {
+    EXPECT_EQ(quoted("it's\n\\"), "'it's\\n\\\\'");
+    EXPECT_EQ(quoted(""), "''");
+}
+
 TEST(Printable, LeavesEscapesThatAreThereAlready) {
     EXPECT_EQ(printable("no \"a\\nb\"\n\xFF"), R"(no "a\nb"\n\377)");
 }

@@ -59,6 +59,20 @@ TEST(FirstListingExample, SaysWhereTheListingsComeFrom) {
     EXPECT_TRUE(outcome.out.ends_with("(from memory)\n"));
 }
 
+TEST(ActOfflineExample, ShowsWhatIsDoneBeforeTheServiceKnowsIt) {
+    const TemporaryFolder temporary;
+    const Outcome outcome =
+        runProgram({ORMEK_EXAMPLE_DIR "/act_offline"}, "", {{"TMPDIR", temporary.path()}});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(linesOf(outcome.out),
+                ElementsAre("-- 4 actions wait, /letters/letter shows already",
+                            "-- the service knows /letters by now",
+                            "-- the service knows /letters/letter by now",
+                            "-- one was refused: cannot make the folder 'letters': File exists"));
+    EXPECT_TRUE(std::filesystem::is_empty(temporary.path()));
+    EXPECT_LT(linesOf(source("examples/act_offline.cpp")).size(), 80U);
+}
+
 /// The demonstration, with the program of this build.
 class DemoTest : public testing::Test {
   protected:
@@ -101,6 +115,42 @@ TEST_F(DemoTest, ShowsASessionOnATreeOfItsOwn) {
     expectNothingButTheTrace(outcome);
 }
 
+TEST_F(DemoTest, ShowsActionsAndComparesWhatTheyLeave) {
+    const Outcome outcome = run();
+    EXPECT_EQ(outcome.status, 0) << outcome.out << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    const auto lines = linesOf(outcome.out);
+    for (const char* line :
+         {"[0-9]+: renaming 'with spaces.txt' to 'spaces.txt'",
+          "[0-9]+: making the folder '/letters'", "[0-9]+: putting '.*' to '/letters/letter'",
+          "Dear reader,", "13 bytes of 'letter' are in '.*'",
+          "[0-9]+: failed: .*; '-leading dash.txt' is 'it's quoted.txt' again",
+          "[0-9]+: failed: .*; 'letters' is back in '/'",
+          "event: changed file .*; name 'letter' -> .*",
+          "[0-9]+: making the folder '/journey', waits for the service",
+          "The folder on disk and the listings of the session are identical: 301[0-9] entries in 5 "
+          "folders\\."}) {
+        EXPECT_THAT(lines, testing::Contains(MatchesRegex(line)));
+    }
+    EXPECT_THAT(outcome.out, testing::Not(HasSubstr(": lost: ")));
+}
+
+TEST_F(DemoTest, FindsOutWhenTheFolderIsNotWhatItsListingSays) {
+    // In the middle of the session somebody else takes a file out of a folder that is listed.
+    const std::string script = source("script/demo");
+    const std::string step = "    mapfile -d '' -t folders";
+    ASSERT_THAT(script, HasSubstr(step));
+    const TemporaryFolder copy;
+    copy.makeFolder("script");
+    const std::string tampered = copy.writeFile(
+        "script/demo",
+        std::string(script).replace(script.find(step), 0, "    rm \"$tree/trip/diary\"\n"));
+    const Outcome outcome = runProgram(
+        {"bash", tampered}, "", {{"ORMEK_PROGRAM", ORMEK_PROGRAM}, {"TMPDIR", temporary.path()}});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "demo: $'/trip' is not what its listing says\n");
+}
+
 TEST_F(DemoTest, ShowsASessionOnAnyFolder) {
     const TemporaryFolder folder;
     const std::filesystem::path awkward = folder.makeFolder("-a 'folder'\n");
@@ -113,6 +163,7 @@ TEST_F(DemoTest, ShowsASessionOnAnyFolder) {
     EXPECT_THAT(outcome.out, HasSubstr("10 of 30 entries, from memory, "));
     EXPECT_THAT(outcome.out, HasSubstr("20 of 30 entries, from memory, "));
     EXPECT_THAT(outcome.out, HasSubstr("queries answered from memory"));
+    EXPECT_EQ(namesIn(awkward).size(), 30U) << "it is only looked at";
     expectNothingButTheTrace(outcome);
 }
 

@@ -244,8 +244,28 @@ TEST_F(ProgramTest, HelpNamesEveryCommand) {
     EXPECT_THAT(linesOf(outcome.out),
                 IsSupersetOf({"ls [PATH] [-1] [-0] [-l] [--offset N] [--count N] [--all] "
                               "[--search TEXT] [--refresh]"s,
-                              "cd [PATH]"s, "pwd"s, "info PATH"s, "tags [PATH] [--refresh]"s,
-                              "stats"s, "help [COMMAND]"s, "quit"s}));
+                              "cd [PATH]"s,
+                              "pwd"s,
+                              "info PATH"s,
+                              "tags [PATH] [--refresh]"s,
+                              "stats"s,
+                              "rename PATH NEWNAME"s,
+                              "mv PATH FOLDER"s,
+                              "rm PATH"s,
+                              "mkdir PATH"s,
+                              "put LOCALFILE [PATH]"s,
+                              "get PATH LOCALFILE"s,
+                              "cat PATH"s,
+                              "set PATH KEY VALUE"s,
+                              "session [--release] PATH"s,
+                              "events on|off"s,
+                              "offline"s,
+                              "online"s,
+                              "parked"s,
+                              "cancel OPERATION"s,
+                              "wait"s,
+                              "help [COMMAND]"s,
+                              "quit"s}));
     EXPECT_THAT(browse("help ls\n").out, HasSubstr("--offset N     leaves out"));
 }
 

@@ -1,6 +1,7 @@
 #include "client/Edits.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace Ormek {
@@ -106,11 +107,20 @@ std::vector<unsigned long> Edits::servedIn(unsigned long folderId) const {
     return ids;
 }
 
+void Edits::join(Entry& known, Entry& other) {
+    known.steps.insert(known.steps.end(), std::make_move_iterator(other.steps.begin()),
+                       std::make_move_iterator(other.steps.end()));
+    std::sort(known.steps.begin(), known.steps.end(),
+              [](const Step& a, const Step& b) { return a.operationId < b.operationId; });
+}
+
 void Edits::rekey(unsigned long oldId, unsigned long newId) {
-    auto node = _entries.extract(oldId);
-    if (node) {
+    if (auto node = _entries.extract(oldId)) {
         node.key() = newId;
-        _entries.insert(std::move(node));
+        const auto [known, inserted, rest] = _entries.insert(std::move(node));
+        if (!inserted) {
+            join(known->second, rest.mapped());
+        }
     }
     const auto follow = [&](State& state) {
         state.folderId = state.folderId == oldId ? newId : state.folderId;

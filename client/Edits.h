@@ -56,7 +56,8 @@ class Edits {
     std::vector<unsigned long> arrivals(unsigned long folderId) const;
     /// The entries with steps that the service has in a folder.
     std::vector<unsigned long> servedIn(unsigned long folderId) const;
-    /// The entry has another id, also as the folder of others.
+    /// The entry has another id, also as the folder of others. Steps on an entry that has that id
+    /// already are joined to its own in the order of their operations.
     void rekey(unsigned long oldId, unsigned long newId);
 
   private:
@@ -66,6 +67,7 @@ class Edits {
     };
 
     static std::optional<State> shown(const Entry& entry);
+    static void join(Entry& known, Entry& other);
 
     std::unordered_map<unsigned long, Entry> _entries;
 };

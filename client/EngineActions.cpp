@@ -484,8 +484,11 @@ void Client::Engine::refreshFrom(unsigned long id, Nimra::Document record,
 // The entry, what lies in it, what waits for it and its listings follow at one stroke.
 void Client::Engine::giveServerId(unsigned long localId, unsigned long serverId) {
     const std::shared_ptr<Item> item = _cache.getItemInternal(localId);
-    // A page that came before the answer has brought it already: the local one leaves.
-    if (item && _cache.getItemInternal(serverId)) {
+    const bool isKnown = _cache.getItemInternal(serverId) != nullptr;
+    const Before before = this->before({serverId});
+    const Shown was = shownOf(serverId);
+    // A page, or a change told, has brought it already: the local one leaves.
+    if (item && isKnown) {
         _listings.leave(item->parentId(), localId);
     }
     _parked.idKnown(localId, serverId);
@@ -496,6 +499,14 @@ void Client::Engine::giveServerId(unsigned long localId, unsigned long serverId)
     _edits.rekey(localId, serverId);
     _listings.rekey(localId, serverId);
     events.push(EntryIdChanged{localId, serverId});
+    // The other one takes over what was done to it meanwhile, and its places.
+    if (isKnown) {
+        show(serverId, was, _edits.shown(serverId));
+        if (!isHidden(serverId)) {
+            _listings.enter(_cache.getItemInternal(serverId));
+        }
+        tell(before);
+    }
 }
 
 void Client::Engine::failed(unsigned long operationId, const Nimra::ServiceError& error) {

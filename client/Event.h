@@ -27,7 +27,8 @@ struct EntryChanged {
 };
 
 /// An entry that was made here has got its id from the service. The client goes on taking the old
-/// one for it.
+/// one for it. Where the new id was told of before, since a page or a change made elsewhere came
+/// ahead of the answer, the two are one from now on.
 struct EntryIdChanged {
     unsigned long oldId = 0;
     unsigned long newId = 0;

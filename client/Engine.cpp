@@ -263,14 +263,25 @@ FilterInternal Client::Engine::filterFor(unsigned long folderId, const ListOptio
     return filter;
 }
 
-// Whatever is in a folder that the service does not know was made here.
+// Whatever is in a folder that the service does not know was made here, or moved there.
 void Client::Engine::answerLocally(const State& state, const FilterInternal& filter) {
-    const Directory directory =
-        _listings.open(filter, [this](const Item& item) { return !isHidden(item.id()); });
+    const unsigned long folderId = filter.getDataId().front();
+    const bool isNew = !_cache.getDirectory(filter);
+    const Directory directory = _listings.open(filter);
     if (isWhole(filter)) {
-        _listings.setWhole(filter.getDataId().front(), directory);
+        _listings.setWhole(folderId, directory);
     }
-    const std::vector<std::shared_ptr<Item>> all = directory->items();
+    if (isNew) {
+        hideRemoved(folderId);
+    }
+    std::vector<std::shared_ptr<Item>> all = directory->items();
+    std::sort(all.begin(), all.end(), [&](const auto& a, const auto& b) {
+        const bool aIsFolder = _cache.castContainer(a) != nullptr;
+        const bool bIsFolder = _cache.castContainer(b) != nullptr;
+        return aIsFolder != bIsFolder  ? aIsFolder
+               : filter.getAscending() ? a->name() < b->name()
+                                       : b->name() < a->name();
+    });
     const auto end =
         std::min<std::uint64_t>(std::uint64_t{filter.getOffset()} + filter.getCount(), all.size());
     for (std::uint64_t position = filter.getOffset(); position < end; ++position) {
@@ -279,6 +290,16 @@ void Client::Engine::answerLocally(const State& state, const FilterInternal& fil
     state->answer.held = all.size();
     state->answer.total = all.size();
     finish(state, AnswerState::Answered);
+}
+
+// A listing that was opened just now has what is being removed, and is to have it back.
+void Client::Engine::hideRemoved(unsigned long folderId) {
+    for (const std::shared_ptr<Item>& child : _cache.getChildren(folderId)) {
+        if (isHidden(child->id())) {
+            _listings.remember(folderId, child->id());
+            _listings.leave(folderId, child->id());
+        }
+    }
 }
 
 void Client::Engine::answerOffline(const State& state, const Directory& directory,
@@ -311,7 +332,9 @@ void Client::Engine::walk(const State& state) {
             const bool atRoot = walk.entryId == _rootId;
             entry = atRoot ? entry : _cache.getItemInternal(entry->parentId());
         } else {
-            const bool reload = walk.freshness == Freshness::Reload && walk.rest.size() == 1;
+            // The service has nothing to say of a folder that it does not know.
+            const bool reload = walk.freshness == Freshness::Reload && walk.rest.size() == 1 &&
+                                !Nimra::isLocalId(walk.entryId);
             entry = reload ? nullptr : heldEntry(walk.entryId, name);
             if (!entry) {
                 lookUp(state, walk.entryId, name);

@@ -146,6 +146,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     FilterInternal filterFor(unsigned long folderId, const ListOptions& options) const;
     bool isWhole(const FilterInternal& filter) const;
     void answerLocally(const State& state, const FilterInternal& filter);
+    void hideRemoved(unsigned long folderId);
     void answerOffline(const State& state, const Directory& directory,
                        const FilterInternal& filter);
 

@@ -29,8 +29,7 @@ void Listings::eachOf(unsigned long folderId, Use use) const {
     });
 }
 
-std::shared_ptr<QueryResult> Listings::open(const FilterInternal& filter,
-                                            const std::function<bool(const Item&)>& shown) {
+std::shared_ptr<QueryResult> Listings::open(const FilterInternal& filter) {
     std::shared_ptr<QueryResult> listing = _cache.getDirectory(filter);
     if (listing) {
         return listing;
@@ -38,7 +37,7 @@ std::shared_ptr<QueryResult> Listings::open(const FilterInternal& filter,
     _cache.get(filter, listing);
     for (const unsigned long folderId : filter.getDataId()) {
         for (const std::shared_ptr<Item>& child : _cache.getChildren(folderId)) {
-            if (filter.matchesQuery(*child) && shown(*child)) {
+            if (filter.matchesQuery(*child)) {
                 internalOf(listing).addItem(child, false);
             }
         }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -19,9 +18,9 @@ class Listings {
   public:
     explicit Listings(DirectoryCache& cache) : _cache(cache) {}
 
-    /// The listing of a folder that only this machine knows: all in it that is `shown`.
-    std::shared_ptr<QueryResult> open(const FilterInternal& filter,
-                                      const std::function<bool(const Item&)>& shown);
+    /// The listing of a folder that only this machine knows: all that was made in it or moved
+    /// there.
+    std::shared_ptr<QueryResult> open(const FilterInternal& filter);
     /// The listing of a whole folder, in ascending order; empty when it was never asked for.
     std::shared_ptr<QueryResult> whole(unsigned long folderId) const;
     void setWhole(unsigned long folderId, std::shared_ptr<QueryResult> listing);

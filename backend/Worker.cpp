@@ -213,6 +213,16 @@ bool Worker::cancel(unsigned long operationId) {
     return true;
 }
 
+void Worker::cancel(std::unique_ptr<Operation> operation) {
+    if (!operation) {
+        return;
+    }
+    Jobs job(1);
+    const std::lock_guard lock(_mutex);
+    _spare.splice(_spare.end(), job);
+    abandon(std::move(operation), _cancelled);
+}
+
 void Worker::pause() {
     const std::lock_guard lock(_mutex);
     _paused = true;

@@ -59,6 +59,8 @@ class Worker : public OperationHandler {
     /// Takes an operation that has not started out of the queue and makes it a failed answer. False
     /// when it has started or is not here.
     bool cancel(unsigned long operationId);
+    /// Makes a failed answer of an operation that was queued nowhere, as if it had been here.
+    void cancel(std::unique_ptr<Operation> operation);
 
     /// Starts nothing more until `resume()`; what runs goes on. What is queued stays so, in order,
     /// and can be cancelled; `stop()` makes failed answers of it as ever. Pausing twice is pausing

@@ -367,9 +367,9 @@ void Client::Engine::releaseSession(const Nimra::DocumentSession& session) {
 }
 
 bool Client::Engine::cancel(unsigned long operationId) {
-    if (const auto parked = _parked.cancel(operationId)) {
-        failed(operationId, {Nimra::Reason::Refused, "cancelled before it was started"});
-        release();
+    // By way of the worker, so that whoever waits for the outcome wakes up.
+    if (auto parked = _parked.cancel(operationId)) {
+        _worker.cancel(std::move(parked));
         return true;
     }
     return _undertakings.count(operationId) != 0 && _worker.cancel(operationId);

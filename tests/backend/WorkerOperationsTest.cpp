@@ -501,6 +501,23 @@ TEST_F(WorkerOperationsTest, WhatHasNotStartedCanBeCancelled) {
     EXPECT_THAT(onDisk(), ElementsAre("a", "c"));
 }
 
+TEST_F(WorkerOperationsTest, WhatWasQueuedNowhereCanBeCancelledToo) {
+    std::thread::id ended;
+    worker.pause();
+    worker.setContent(1001, std::make_unique<MortalSource>(ended));
+    worker.cancel(std::make_unique<FileOperation>(2, record(1001, 1, "b"), Create, &diary));
+    worker.cancel(nullptr);
+    EXPECT_TRUE(readable());
+    EXPECT_FALSE(worker.idle());
+    EXPECT_EQ(worker.finishedCount(), 1U);
+    EXPECT_EQ(worker.collect(), 1U);
+    EXPECT_THAT(diary.lines, ElementsAre("2 failed"));
+    EXPECT_THAT(diary.reasons, ElementsAre(Reason::Refused));
+    EXPECT_EQ(ended, std::this_thread::get_id());
+    EXPECT_TRUE(worker.idle());
+    EXPECT_THAT(onDisk(), IsEmpty());
+}
+
 TEST_F(WorkerOperationsTest, StoppingReportsEveryOperationAndCancelFindsNoneThen) {
     Gate gate;
     worker.setContent(1000, std::make_unique<GatedSource>(gate));

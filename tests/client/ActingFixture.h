@@ -69,9 +69,10 @@ class ActingTest : public ::testing::Test {
     void closeClient() {
         if (_client) {
             service.release();
-            _client.reset();
+            destroyClient();
         }
     }
+    void destroyClient() { _client.reset(); }
 
     // --- What the service has. ----------------------------------------------------------
 

@@ -85,12 +85,11 @@ unsigned long Edits::find(unsigned long folderId, const std::string& name) const
     return 0;
 }
 
-std::vector<unsigned long> Edits::arrivals(unsigned long folderId) const {
+std::vector<unsigned long> Edits::shownIn(unsigned long folderId) const {
     std::vector<unsigned long> ids;
     for (const auto& [id, entry] : _entries) {
         const std::optional<State> state = shown(entry);
-        const bool isThere = entry.served && entry.served->folderId == folderId;
-        if (state && state->folderId == folderId && !isThere) {
+        if (state && state->folderId == folderId) {
             ids.push_back(id);
         }
     }

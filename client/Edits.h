@@ -52,8 +52,8 @@ class Edits {
     std::optional<State> shown(unsigned long entryId) const;
     /// The entry to be shown in that folder under that name; 0 when none with steps is.
     unsigned long find(unsigned long folderId, const std::string& name) const;
-    /// The entries to be shown in a folder that the service does not have there.
-    std::vector<unsigned long> arrivals(unsigned long folderId) const;
+    /// The entries with steps that are to be shown in a folder.
+    std::vector<unsigned long> shownIn(unsigned long folderId) const;
     /// The entries with steps that the service has in a folder.
     std::vector<unsigned long> servedIn(unsigned long folderId) const;
     /// The entry has another id, also as the folder of others. Steps on an entry that has that id

@@ -32,6 +32,12 @@ std::vector<unsigned long> idsOf(const Nimra::Page& page) {
     return ids;
 }
 
+// Whether an entry is in a listing, but for its kind, which no action changes.
+bool isListed(const Edits::State& entry, const FilterInternal& filter) {
+    return filter.matchesDataId(entry.folderId) &&
+           entry.name.find(filter.getQuery()) != std::string::npos;
+}
+
 void checkIsServerId(unsigned long id) {
     if (id == 0 || Nimra::isLocalId(id)) {
         throw std::invalid_argument("not a server id: " + std::to_string(id));
@@ -230,6 +236,7 @@ void Client::Engine::receive(Record& record, const Directory& directory) {
 // A page that was asked for before an action does not undo it.
 void Client::Engine::keepEdits(const Load& load, const std::vector<unsigned long>& delivered) {
     const unsigned long folderId = load.filter.getDataId().front();
+    QueryResultInternal& listing = internalOf(load);
     for (const unsigned long id : delivered) {
         if (!_edits.has(id)) {
             continue;
@@ -238,12 +245,18 @@ void Client::Engine::keepEdits(const Load& load, const std::vector<unsigned long
         if (!shown || shown->folderId != folderId) {
             _listings.remember(folderId, id);
             _listings.leave(folderId, id);
-            internalOf(load).removeItem(id);
+            listing.removeItem(id);
+        } else if (load.kind == LoadKind::Listing && !isListed(*shown, load.filter)) {
+            _listings.remember(folderId, id);
+            listing.removeItem(id);
         }
     }
-    for (const unsigned long id : _edits.arrivals(folderId)) {
-        if (const std::shared_ptr<Item> item = _cache.getItemInternal(id)) {
-            _listings.enter(item);
+    for (const unsigned long id : _edits.shownIn(folderId)) {
+        const std::shared_ptr<Item> item = _cache.getItemInternal(id);
+        const Shown served = _edits.served(id);
+        const bool isServed = served && isListed(*served, load.filter);
+        if (item && !isServed && listing.filter().matchesQuery(*item)) {
+            listing.addItem(item, false);
         }
     }
 }

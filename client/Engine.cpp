@@ -407,13 +407,17 @@ void Client::Engine::lookUp(const State& state, unsigned long folderId, const st
 
 void Client::Engine::lookedUp(const State& state, const Directory& directory) {
     Query::State::Walk& walk = state->walk;
-    const std::shared_ptr<Item> entry = directory->itemByName(walk.rest.front());
+    const std::string name = walk.rest.front();
+    // The service was asked before whatever was done here since.
+    const unsigned long edited = _edits.find(walk.entryId, name);
+    const std::shared_ptr<Item> entry =
+        edited != 0 ? _cache.getItemInternal(edited) : directory->itemByName(name);
     if (!entry) {
-        doubtListing(walk.entryId, walk.rest.front());
+        doubtListing(walk.entryId, name);
         fail(state, noSuchEntry(walk.path));
         return;
     }
-    _found[{walk.entryId, walk.rest.front()}] = entry->id();
+    _found[{walk.entryId, name}] = entry->id();
     walk.entryId = entry->id();
     walk.rest.pop_front();
     if (walk.rest.empty()) {
@@ -423,17 +427,13 @@ void Client::Engine::lookedUp(const State& state, const Directory& directory) {
     }
 }
 
-// A listing that shows what the service says is not there loses it, and is asked for again.
+// Listings that show what the service says is not there lose it, and are asked for again.
 void Client::Engine::doubtListing(unsigned long folderId, const std::string& name) {
     _found.erase({folderId, name});
     const Directory listing = _listings.whole(folderId);
-    if (!listing) {
-        return;
-    }
-    auto& directory = dynamic_cast<QueryResultInternal&>(*listing);
-    if (const auto entry = directory.itemByName(name)) {
-        directory.removeItem(entry->id());
-        directory.invalidate();
+    if (const auto entry = listing ? listing->itemByName(name) : nullptr) {
+        _listings.leave(folderId, entry->id());
+        invalidate(folderId);
     }
 }
 

@@ -434,6 +434,7 @@ void Client::Engine::doubtListing(unsigned long folderId, const std::string& nam
     if (const auto entry = listing ? listing->itemByName(name) : nullptr) {
         _listings.leave(folderId, entry->id());
         invalidate(folderId);
+        doubt(folderId, entry->id());
     }
 }
 

@@ -5,6 +5,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -168,6 +169,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
 
     static QueryResultInternal& internalOf(const Load& load);
     static bool isCurrent(const Directory& directory, const FilterInternal& filter);
+    static bool isComplete(const Directory& directory);
     bool join(const State& state, const FilterInternal& filter);
     template <class Conclude>
     void concludeEach(const Load& load, Conclude conclude);
@@ -183,7 +185,11 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     template <class Record>
     void receive(Record& record, const Directory& directory);
     void keepEdits(const Load& load, const std::vector<unsigned long>& delivered);
-    void dropVanished(const Load& load, const std::vector<std::shared_ptr<Item>>& stood);
+    static std::vector<std::shared_ptr<Item>> standing(const Load& load, unsigned long total);
+    void doubtDelivered(const Load& load, const std::vector<unsigned long>& delivered);
+    void doubtVanished(const Load& load, const std::vector<std::shared_ptr<Item>>& stood);
+    void doubt(unsigned long folderId, unsigned long id);
+    void dropVanished(const Load& load);
     void forgetFound(unsigned long folderId);
     void refreshFolder(const Nimra::Folder& folder);
     void refreshTags(const std::vector<Nimra::Tag>& tags);
@@ -257,6 +263,8 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     Undertakings _undertakings;
     // Where an entry was found last. It may have moved or gone since: look before trusting it.
     std::map<std::pair<unsigned long, std::string>, unsigned long> _found;
+    // By folder. They are in the cache, but the service may not have them there any more.
+    std::map<unsigned long, std::set<unsigned long>> _doubtful;
     Statistics _statistics;
     Nimra::Worker _worker;
     Nimra::FileDescriptor _merged;    // An eventfd(2): answers were merged by another call.

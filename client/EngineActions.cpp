@@ -181,6 +181,9 @@ void Client::Engine::takeBack(unsigned long id, unsigned long operationId) {
     const Shown was = _edits.shown(id);
     const Shown now = _edits.end(id, operationId);
     show(id, was, now);
+    if (now) {
+        doubt(now->folderId, id);
+    }
     if (_edits.has(id)) {
         return;
     }
@@ -461,6 +464,7 @@ void Client::Engine::applySuccess(const Undertaking& undertaking, unsigned long 
     }
     // Where it stands in the service's order is not known.
     if (!removed && undertaking.kind != ActionKind::SaveMetaData) {
+        doubt(record.parentId, id);
         invalidate(record.parentId);
     }
     tell(before);

@@ -65,6 +65,15 @@ bool Client::Engine::isCurrent(const Directory& directory, const FilterInternal&
     return internal.isPageLoaded(filter) && internal.isPageCurrent(filter);
 }
 
+// Whether a listing is known from end to end.
+bool Client::Engine::isComplete(const Directory& directory) {
+    const auto& internal = dynamic_cast<const QueryResultInternal&>(*directory);
+    FilterInternal all = internal.filter();
+    all.setOffset(0);
+    all.setCount(std::numeric_limits<std::uint32_t>::max());
+    return internal.isPageCurrent(all);
+}
+
 // --- Loads ---------------------------------------------------------------------------------
 
 bool Client::Engine::join(const State& state, const FilterInternal& filter) {
@@ -177,10 +186,7 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
     const bool wasLoaded =
         load.kind == LoadKind::Listing && internalOf(load).isPageLoaded(load.filter);
     const Before before = this->before(delivered);
-    std::vector<std::shared_ptr<Item>> stood;
-    if (wasLoaded && isWhole(load.filter)) {
-        stood = load.directory->page(load.filter.getOffset(), load.filter.getCount());
-    }
+    const std::vector<std::shared_ptr<Item>> stood = standing(load, page.totalCount);
     for (Nimra::Folder& folder : page.folders) {
         receive(folder, load.directory);
         refreshFolder(folder);
@@ -195,7 +201,9 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
         forgetFound(load.filter.getDataId().front());
     }
     tell(before, wasLoaded);
-    dropVanished(load, stood);
+    doubtDelivered(load, delivered);
+    doubtVanished(load, stood);
+    dropVanished(load);
 }
 
 void Client::Engine::addToCache(const Load& load, Nimra::Page& page) {
@@ -261,22 +269,65 @@ void Client::Engine::keepEdits(const Load& load, const std::vector<unsigned long
     }
 }
 
-// Once a listing is known from end to end, what stood in it and does no longer is gone.
-void Client::Engine::dropVanished(const Load& load,
-                                  const std::vector<std::shared_ptr<Item>>& stood) {
-    if (stood.empty()) {
-        return;
+// What a page may take the place of.
+std::vector<std::shared_ptr<Item>> Client::Engine::standing(const Load& load, unsigned long total) {
+    if (load.kind == LoadKind::LookUp) {
+        return {};
     }
-    FilterInternal all = load.filter;
-    all.setOffset(0);
-    all.setCount(std::numeric_limits<std::uint32_t>::max());
-    if (!internalOf(load).isPageCurrent(all)) {
-        return;
+    auto stood = load.directory->page(load.filter.getOffset(), load.filter.getCount());
+    const auto behind = load.directory->page(total, std::numeric_limits<unsigned long>::max());
+    stood.insert(stood.end(), behind.begin(), behind.end());
+    return stood;
+}
+
+// What comes by another way than with the folder's whole listing may leave without a trace there.
+void Client::Engine::doubtDelivered(const Load& load, const std::vector<unsigned long>& delivered) {
+    const unsigned long folderId = load.filter.getDataId().front();
+    const Directory whole = _listings.whole(folderId);
+    for (const unsigned long id : delivered) {
+        if (whole && whole->contains(id)) {
+            continue;
+        }
+        doubt(folderId, id);
+        if (whole && whole != load.directory && !_edits.has(id) && isComplete(whole)) {
+            invalidate(folderId, load.directory.get());
+        }
     }
+}
+
+void Client::Engine::doubtVanished(const Load& load,
+                                   const std::vector<std::shared_ptr<Item>>& stood) {
     const unsigned long folderId = load.filter.getDataId().front();
     for (const std::shared_ptr<Item>& item : stood) {
-        const unsigned long id = item->id();
-        if (!_edits.has(id) && item->parentId() == folderId && !load.directory->contains(id)) {
+        if (item->parentId() == folderId && !load.directory->contains(item->id())) {
+            doubt(folderId, item->id());
+        }
+    }
+}
+
+// The entry of a folder may be there no longer: the folder's listing decides, once it is known from
+// end to end.
+void Client::Engine::doubt(unsigned long folderId, unsigned long id) {
+    _doubtful[folderId].insert(id);
+}
+
+void Client::Engine::dropVanished(const Load& load) {
+    const unsigned long folderId = load.filter.getDataId().front();
+    const auto doubtful = _doubtful.find(folderId);
+    const bool decides = load.kind == LoadKind::Listing && load.filter.getQuery().empty();
+    if (!decides || doubtful == _doubtful.end() || !isComplete(load.directory)) {
+        return;
+    }
+    const std::set<unsigned long> ids = std::move(doubtful->second);
+    _doubtful.erase(doubtful);
+    for (const unsigned long id : ids) {
+        const std::shared_ptr<Item> item = _cache.getItemInternal(id);
+        if (!item || item->parentId() != folderId || load.directory->contains(id)) {
+            continue;
+        }
+        if (_edits.has(id) || !load.filter.matchesQuery(*item)) {
+            doubt(folderId, id);
+        } else {
             lose(id);
         }
     }
@@ -352,6 +403,7 @@ void Client::Engine::changeElsewhere(Record record) {
     if (!isHidden(item->id())) {
         _listings.enter(item);
     }
+    doubt(folderId, record.id);
     invalidate(folderId);
     tell(before);
 }

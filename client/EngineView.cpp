@@ -115,6 +115,7 @@ void Client::Engine::drop(unsigned long id) {
     _listings.leave(item->parentId(), id);
     _listings.close(id);
     _listings.forget(id);
+    _doubtful.erase(id);
     _cache.removeItem(item->parentId(), id);
     // Folders may contain each other, for a while: this one is no longer in any.
     if (_cache.castContainer(item)) {

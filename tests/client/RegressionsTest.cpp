@@ -125,5 +125,40 @@ TEST_F(RegressionsTest, EntryThatIsBeingMovedOutOfAFolderThatIsGoneIsGoneWithIt)
     EXPECT_EQ(client().statistics().entries, 1U);
 }
 
+TEST_F(RegressionsTest, EntryThatHasGoneIsForgottenThoughItsPageWasNeverLoadedBefore) {
+    const unsigned long id = addDocument(Root, "a");
+    ListOptions first;
+    first.count = 1;
+    list(Root, first);
+    tree.remove(id);
+    ListOptions all;
+    all.freshness = Freshness::Reload;
+    list(Root, all);
+
+    EXPECT_EQ(client().item(id), nullptr);
+    EXPECT_THAT(toldOf<EntryRemoved>(), ElementsAre(id));
+}
+
+TEST_F(RegressionsTest, EntryThatOnlyALookUpHasBroughtIsForgottenOnceTheListingIsKnownWithoutIt) {
+    const unsigned long id = addDocument(Root, "a");
+    client().find("a");
+    settle();
+    ASSERT_NE(client().item(id), nullptr);
+    tree.remove(id);
+    list(Root);
+
+    EXPECT_EQ(client().item(id), nullptr);
+}
+
+TEST_F(RegressionsTest, ListingThatLacksWhatALookUpHasBroughtIsLoadedAgain) {
+    addDocument(Root, "a");
+    list(Root);
+    addDocument(Root, "b");
+    client().find("b");
+    settle();
+
+    EXPECT_THAT(names(Root), ElementsAre("a", "b"));
+}
+
 }  // namespace
 }  // namespace Ormek

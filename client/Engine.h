@@ -184,6 +184,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void addToCache(const Load& load, Nimra::Page& page);
     template <class Record>
     void receive(Record& record, const Directory& directory);
+    void setArrivalsAside(const Load& load);
     void keepEdits(const Load& load, const std::vector<unsigned long>& delivered);
     static std::vector<std::shared_ptr<Item>> standing(const Load& load, unsigned long total);
     void doubtDelivered(const Load& load, const std::vector<unsigned long>& delivered);

@@ -194,6 +194,7 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
     for (Nimra::Document& document : page.documents) {
         receive(document, load.directory);
     }
+    setArrivalsAside(load);
     addToCache(load, page);
     keepEdits(load, delivered);
     if (load.kind == LoadKind::Listing) {
@@ -238,6 +239,14 @@ void Client::Engine::receive(Record& record, const Directory& directory) {
         _cache.onRemoteObjectMoved(record.parentId, record.id);
     } else if (known->name() != record.name) {
         invalidate(record.parentId, directory.get());
+    }
+}
+
+// The total that comes with a page does not count what is only on its way into the folder, whatever
+// the listing makes of an entry with a server id.
+void Client::Engine::setArrivalsAside(const Load& load) {
+    for (const unsigned long id : _edits.arrivals(load.filter.getDataId().front())) {
+        internalOf(load).removeItem(id);
     }
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "backend/Worker.h"
 #include "client/Client.h"
 #include "tests/client/session/Contents.h"
 #include "tests/client/session/MemoryService.h"
@@ -46,6 +47,13 @@ class RegressionsTest : public ::testing::Test {
         supervisor.open();
         EXPECT_TRUE(client().waitUntilIdle(10s));
         supervisor.close();
+    }
+    /// The same with what it is working on alone.
+    void serveOne() {
+        const unsigned long seen = worker().finishedCount();
+        supervisor.letPassOne();
+        EXPECT_TRUE(worker().waitForFinished(seen, std::chrono::steady_clock::now() + 10s));
+        client().collect();
     }
     void failNext(Call call, Reason reason) { supervisor.failNext(call, {reason, "no"}); }
 
@@ -96,6 +104,10 @@ class RegressionsTest : public ::testing::Test {
     std::vector<Event> events;
 
   private:
+    static Nimra::Worker& worker() {
+        return dynamic_cast<Nimra::Worker&>(*Nimra::OperationHandler::getHandler("Requests"));
+    }
+
     Client _client{std::make_unique<SupervisedService>(std::make_unique<MemoryService>(tree),
                                                        supervisor, contents)};
 };
@@ -107,6 +119,26 @@ TEST_F(RegressionsTest, ListingOpenedInAWaitingFolderShowsNothingThatIsBeingRemo
     client().remove(client().createFolder(folderId, "a").entryId());
 
     EXPECT_THAT(names(folderId), IsEmpty());
+}
+
+TEST_F(RegressionsTest, EntryThatIsBeingMovedIntoAFolderStaysInItsListingWhenAPageComes) {
+    const unsigned long folderId = addFolder(Root, "folder");
+    const unsigned long id = addDocument(folderId, "a");
+    addDocument(Root, "b");
+    list(Root);
+    list(folderId);
+    client().onRemoteDoubt(Root);
+    ListOptions second;
+    second.offset = 1;
+    second.count = 1;
+    const Query query = client().list(Root, second);
+    client().move(id, Root);
+    serveOne();
+
+    EXPECT_EQ(client().poll(query).state, AnswerState::Answered);
+    client().setOnline(false);
+    EXPECT_THAT(names(Root), ElementsAre("folder", "b", "a"));
+    client().setOnline(true);
 }
 
 // --- Changes made elsewhere --------------------------------------------------------------------

@@ -50,10 +50,13 @@ class RegressionsTest : public ::testing::Test {
     }
     /// The same with what it is working on alone.
     void serveOne() {
+        serveOneUncollected();
+        client().collect();
+    }
+    void serveOneUncollected() {
         const unsigned long seen = worker().finishedCount();
         supervisor.letPassOne();
         EXPECT_TRUE(worker().waitForFinished(seen, std::chrono::steady_clock::now() + 10s));
-        client().collect();
     }
     void failNext(Call call, Reason reason) { supervisor.failNext(call, {reason, "no"}); }
 
@@ -111,6 +114,41 @@ class RegressionsTest : public ::testing::Test {
     Client _client{std::make_unique<SupervisedService>(std::make_unique<MemoryService>(tree),
                                                        supervisor, contents)};
 };
+
+// --- Creations that are known before their answer comes ----------------------------------------
+
+TEST_F(RegressionsTest, CreationThatThePageWasFasterThanIsStillBeingRemoved) {
+    const unsigned long localId = client().createDocument(Root, "a").entryId();
+    serveOneUncollected();
+    client().remove(localId);
+    const unsigned long id = tree.children(Root).front().id;
+    client().onRemoteChange(MemoryService::documentOf(tree.at(id)));
+    client().collect();
+
+    EXPECT_THAT(toldOf<EntryRemoved>(), ElementsAre(localId, id));
+    client().setOnline(false);
+    EXPECT_THAT(list(Root).entries, IsEmpty());
+    client().setOnline(true);
+    settle();
+    EXPECT_EQ(client().item(id), nullptr);
+}
+
+TEST_F(RegressionsTest, ActionsOnACreationUnderEitherIdAreKept) {
+    const unsigned long localId = client().createDocument(Root, "a").entryId();
+    serveOneUncollected();
+    const unsigned long id = tree.children(Root).front().id;
+    client().onRemoteChange(MemoryService::documentOf(tree.at(id)));
+    client().saveMetaData(id, {{"key", {"value", false}}});
+    client().rename(localId, "b");
+    client().collect();
+
+    EXPECT_EQ(client().item(id)->name(), "b");
+    EXPECT_EQ(client().pathOf(localId), "/b");
+    settle();
+    EXPECT_EQ(tree.at(id).name, "b");
+    EXPECT_EQ(tree.at(id).keyValues.size(), 1U);
+    EXPECT_THAT(names(Root), ElementsAre("b"));
+}
 
 // --- What is shown -----------------------------------------------------------------------------
 
@@ -190,6 +228,25 @@ TEST_F(RegressionsTest, ListingThatLacksWhatALookUpHasBroughtIsLoadedAgain) {
     settle();
 
     EXPECT_THAT(names(Root), ElementsAre("a", "b"));
+}
+
+TEST_F(RegressionsTest, EntryThatALatePageBringsBackIsForgottenOnceTheListingIsKnownWithoutIt) {
+    addFolder(Root, "folder");
+    const unsigned long id = addDocument(Root, "a");
+    ListOptions documents;
+    documents.kind = ListKind::Documents;
+    documents.count = 1;
+    client().list(Root, documents);
+    serveOneUncollected();
+    tree.remove(id);
+    client().onRemoteRemoval(id);
+    client().collect();
+    ASSERT_NE(client().item(id), nullptr);
+    ListOptions first;
+    first.count = 1;
+    list(Root, first);
+
+    EXPECT_EQ(client().item(id), nullptr);
 }
 
 }  // namespace

@@ -15,6 +15,7 @@ void Picture::take(const EntryAdded& event) {
 void Picture::take(const EntryRemoved& event) {
     expectSame(event.id, event.was, "removed");
     _entries[event.id] = std::nullopt;
+    _doubted.erase(event.id);
 }
 
 void Picture::take(const EntryChanged& event) {
@@ -52,7 +53,7 @@ void Picture::expectSame(unsigned long id, const EntryValues& was, const char* e
 
 void Picture::see(unsigned long id, const EntryValues& values) {
     const auto known = _entries.find(id);
-    if (known == _entries.end()) {
+    if (known == _entries.end() || (!known->second && _doubted.count(id) != 0)) {
         _entries[id] = values;
         return;
     }
@@ -63,7 +64,11 @@ void Picture::see(unsigned long id, const EntryValues& values) {
 }
 
 void Picture::doubtAbsence() {
-    std::erase_if(_entries, [](const auto& entry) { return !entry.second; });
+    for (const auto& [id, values] : _entries) {
+        if (!values) {
+            _doubted.insert(id);
+        }
+    }
 }
 
 bool Picture::isGone(unsigned long id) const {

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "client/Event.h"
@@ -25,6 +26,7 @@ class Picture {
     /// first delivery of a page tells of none of its entries.
     void doubtAbsence();
 
+    /// As far as was told.
     bool isGone(unsigned long id) const;
     /// What is believed to be there.
     std::map<unsigned long, EntryValues> present() const;
@@ -35,6 +37,7 @@ class Picture {
     void expectSame(unsigned long id, const EntryValues& was, const char* event) const;
 
     std::map<unsigned long, std::optional<EntryValues>> _entries;  // Empty ones are gone.
+    std::set<unsigned long> _doubted;                              // Of these.
 };
 
 /// What an entry says.

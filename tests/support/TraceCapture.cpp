@@ -1,11 +1,20 @@
 #include "tests/support/TraceCapture.h"
 
-#include <regex>
+#include <algorithm>
+#include <cstddef>
 
 namespace Ormek::Testing {
 
 std::string TraceCapture::normalised() const {
-    return std::regex_replace(text(), std::regex("0x[0-9a-f]+"), "<address>");
+    std::string text = this->text();
+    constexpr const char* Digits = "0123456789abcdef";
+    for (std::size_t at = text.find("0x"); at != std::string::npos; at = text.find("0x", at + 1)) {
+        const std::size_t end = std::min(text.find_first_not_of(Digits, at + 2), text.size());
+        if (end > at + 2) {
+            text.replace(at, end - at, "<address>");
+        }
+    }
+    return text;
 }
 
 }  // namespace Ormek::Testing

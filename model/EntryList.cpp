@@ -480,16 +480,31 @@ std::vector<unsigned long> EntryList::positionsOfId(unsigned long id) const {
     return positions(id, [id](const Item& other) { return other.id() == id; });
 }
 
-std::optional<unsigned long> EntryList::firstOf(const Item& entry) const noexcept {
-    std::optional<unsigned long> first;
-    findById(ItemInternal::idHash(entry, entry.id()), [&](const ItemIndex::Cell& cell) {
-        if (cell.item == &entry) {
+template <class Wanted>
+std::optional<unsigned long> EntryList::first(std::uint64_t hash, Wanted wanted) const {
+    std::optional<unsigned long> found;
+    findById(hash, [&](const ItemIndex::Cell& cell) {
+        if (wanted(*cell.item)) {
             const unsigned long position = firstPosition(cell);
-            first = std::min(first.value_or(position), position);
+            found = std::min(found.value_or(position), position);
         }
         return false;
     });
-    return first;
+    return found;
+}
+
+std::optional<unsigned long> EntryList::firstOf(const Item& entry) const noexcept {
+    return first(ItemInternal::idHash(entry, entry.id()),
+                 [&](const Item& other) { return &other == &entry; });
+}
+
+std::optional<unsigned long> EntryList::firstSame(const Item& entry) const noexcept {
+    return first(ItemInternal::idHash(entry, entry.id()),
+                 [&](const Item& other) { return sameEntry(other, entry); });
+}
+
+std::optional<unsigned long> EntryList::firstOfId(unsigned long id) const noexcept {
+    return first(id, [id](const Item& other) { return other.id() == id; });
 }
 
 bool EntryList::contains(const Item& entry) const noexcept {

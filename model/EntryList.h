@@ -76,12 +76,16 @@ class EntryList {
     std::vector<unsigned long> positionsOf(const Item& entry) const;
     /// Where this very object stands first.
     std::optional<unsigned long> firstOf(const Item& entry) const noexcept;
+    /// Where this entry stands first.
+    std::optional<unsigned long> firstSame(const Item& entry) const noexcept;
     /// Whether an entry stands here.
     bool contains(const Item& entry) const noexcept;
     /// Whether an entry stands at this position and nowhere else.
     bool standsOnlyAt(unsigned long position, const Item& entry) const noexcept;
     /// Where entries of this id stand, ascending.
     std::vector<unsigned long> positionsOfId(unsigned long id) const;
+    /// Where the first of these stands.
+    std::optional<unsigned long> firstOfId(unsigned long id) const noexcept;
     /// Where the first entry of this name stands.
     std::optional<unsigned long> firstOfName(const std::string& name) const;
 
@@ -127,6 +131,8 @@ class EntryList {
     bool findById(std::uint64_t hash, Visit visit) const;
     void addPositions(const ItemIndex::Cell& cell, std::vector<unsigned long>& positions) const;
     unsigned long firstPosition(const ItemIndex::Cell& cell) const noexcept;
+    template <class Wanted>
+    std::optional<unsigned long> first(std::uint64_t hash, Wanted wanted) const;
     template <class Wanted>
     std::vector<unsigned long> positions(std::uint64_t hash, Wanted wanted) const;
 

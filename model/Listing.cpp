@@ -28,16 +28,14 @@ bool isAmong(const std::vector<Entry>& entries, const Item& item) {
 // --- Looking -------------------------------------------------------------------------------
 
 // False once an addition has been given the id of an entry that the service delivered meanwhile.
-bool Listing::stillStands(const Addition& addition) const {
-    return !_entries.contains(*addition.entry);
-}
+bool Listing::stillStands(const Entry& addition) const { return !_entries.contains(*addition); }
 
 unsigned long Listing::count() const {
     unsigned long entries = _entries.size();
     for (const Additions* additions : {&_front, &_back}) {
-        for (const Addition& addition : *additions) {
+        additions->forEach([&](const Entry& addition, unsigned long /*index*/) {
             entries += stillStands(addition) ? 1 : 0;
-        }
+        });
     }
     return entries;
 }
@@ -46,11 +44,11 @@ std::vector<Entry> Listing::items() const {
     std::vector<Entry> all;
     all.reserve(_entries.size() + _front.size() + _back.size());
     const auto append = [&](const Additions& additions) {
-        for (const Addition& addition : additions) {
+        additions.forEach([&](const Entry& addition, unsigned long /*index*/) {
             if (stillStands(addition)) {
-                all.push_back(addition.entry);
+                all.push_back(addition);
             }
-        }
+        });
     };
     append(_front);
     _entries.copyTo(all, 0, std::numeric_limits<unsigned long>::max());
@@ -60,12 +58,11 @@ std::vector<Entry> Listing::items() const {
 
 // An addition that the total counts has a position of its own, and comes with that one's page.
 void Listing::appendToPage(std::vector<Entry>& page, const Additions& additions) const {
-    for (const Addition& addition : additions) {
-        const bool hasPosition = addition.counted && addition.entry->idLoaded();
-        if (!hasPosition && stillStands(addition)) {
-            page.push_back(addition.entry);
+    additions.forEach([&](const Entry& addition, unsigned long index) {
+        if (!additions.isOver(index) && stillStands(addition)) {
+            page.push_back(addition);
         }
-    }
+    });
 }
 
 std::vector<Entry> Listing::page(unsigned long offset, unsigned long count) const {
@@ -75,35 +72,32 @@ std::vector<Entry> Listing::page(unsigned long offset, unsigned long count) cons
     }
     const unsigned long end = endOf(offset, count);
     const unsigned long listingEnd = limit().value_or(_entries.end());
-    entries.reserve(std::min(count, _entries.size()) + _front.size() + _back.size());
+    const bool atEnd = end >= listingEnd && (offset < listingEnd || offset == 0);
+    entries.reserve(std::min(count, _entries.size()) + (offset == 0 ? _front.size() : 0) +
+                    (atEnd ? _back.size() : 0));
     if (offset == 0) {
         appendToPage(entries, _front);
     }
     _entries.copyTo(entries, offset, end);
-    if (end >= listingEnd && (offset < listingEnd || offset == 0)) {
+    if (atEnd) {
         appendToPage(entries, _back);
     }
     return entries;
 }
 
 Entry Listing::itemByName(const std::string& name) const {
-    const auto isNamed = [&](const Addition& addition) { return addition.entry->name() == name; };
-    const auto inFront = std::find_if(_front.begin(), _front.end(), isNamed);
-    if (inFront != _front.end()) {
-        return inFront->entry;
+    if (const auto index = _front.findName(name)) {
+        return _front.at(*index);
     }
     if (const auto position = _entries.firstOfName(name)) {
         return *_entries.at(*position);
     }
-    const auto behind = std::find_if(_back.begin(), _back.end(), isNamed);
-    return behind == _back.end() ? nullptr : behind->entry;
+    const auto index = _back.findName(name);
+    return index ? _back.at(*index) : nullptr;
 }
 
 bool Listing::contains(unsigned long id) const {
-    const auto hasId = [id](const Addition& addition) { return addition.entry->id() == id; };
-    return !_entries.positionsOfId(id).empty() ||
-           std::any_of(_front.begin(), _front.end(), hasId) ||
-           std::any_of(_back.begin(), _back.end(), hasId);
+    return !_entries.positionsOfId(id).empty() || _front.contains(id) || _back.contains(id);
 }
 
 bool Listing::isPageLoaded(unsigned long offset, unsigned long count) const {
@@ -190,7 +184,8 @@ void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PageP
     // Nothing fails from here on.
     _vacancy.reset();
     if (!_totals.judged && totals.believed) {
-        countAdditions();
+        _front.count();
+        _back.count();
     }
     _entries.vacate(page.begin, page.end);
     for (const unsigned long position : left) {
@@ -270,9 +265,8 @@ std::vector<unsigned long> Listing::positionsLeft(const Page& page,
 }
 
 void Listing::forget(const Item& item) noexcept {
-    const auto isIt = [&](const Addition& addition) { return sameEntry(*addition.entry, item); };
-    _front.erase(std::remove_if(_front.begin(), _front.end(), isIt), _front.end());
-    _back.erase(std::remove_if(_back.begin(), _back.end(), isIt), _back.end());
+    _front.forget(item);
+    _back.forget(item);
 }
 
 // For a delivery and for what comes back after it. On failure the listing ends where it ended.
@@ -292,8 +286,7 @@ void Listing::reserveEvicted() {
         if (evicted.place == Vacancy::Place::Position) {
             _entries.reserve(evicted.position, evicted.position + 1);
         } else {
-            Additions& additions = additionsAt(evicted.place);
-            additions.reserve(additions.size() + _evicted.size());
+            additionsAt(evicted.place).reserve(_evicted.size());
         }
     }
 }
@@ -308,9 +301,8 @@ void Listing::restoreEvicted(const Page& page) noexcept {
         }
         if (evicted.place != Vacancy::Place::Position) {
             Additions& additions = additionsAt(evicted.place);
-            const auto index = std::min<unsigned long>(position, additions.size());
-            additions.insert(additions.begin() + static_cast<std::ptrdiff_t>(index),
-                             Addition{std::move(evicted.entry), evicted.counted});
+            additions.insert(std::min(position, additions.size()), std::move(evicted.entry),
+                             evicted.counted);
         } else if (!inPage && !_entries.at(position)) {
             _entries.put(position, std::move(evicted.entry));
         }
@@ -323,10 +315,7 @@ bool Listing::isExplained(unsigned long total) const {
     if (!_totals.last) {
         return true;
     }
-    const auto isOpen = [](const Addition& addition) { return !addition.counted; };
-    const auto additions =
-        static_cast<unsigned long>(std::count_if(_front.begin(), _front.end(), isOpen) +
-                                   std::count_if(_back.begin(), _back.end(), isOpen));
+    const unsigned long additions = _front.open() + _back.open();
     const unsigned long last = *_totals.last;
     return total >= last - std::min(last, _totals.removals) && total <= endOf(last, additions);
 }
@@ -357,33 +346,20 @@ Listing::Totals Listing::judge(unsigned long offset, const std::vector<Entry>& d
     return totals;
 }
 
-void Listing::countAdditions() noexcept {
-    for (Additions* additions : {&_front, &_back}) {
-        for (Addition& addition : *additions) {
-            addition.counted = addition.counted || addition.entry->idLoaded();
-        }
-    }
-}
-
 // Once every position before the total is known, nothing else can be part of the listing.
 void Listing::leaveBehindTotal() noexcept {
     if (!_totals.believed || !_held.covers(0, _totalCount)) {
         return;
     }
     _entries.truncate(_totalCount);
-    const auto isOver = [](const Addition& addition) {
-        return addition.counted && addition.entry->idLoaded();
-    };
-    _front.erase(std::remove_if(_front.begin(), _front.end(), isOver), _front.end());
-    _back.erase(std::remove_if(_back.begin(), _back.end(), isOver), _back.end());
+    _front.dropOver();
+    _back.dropOver();
 }
 
 // --- Local edits ---------------------------------------------------------------------------
 
 bool Listing::contains(const Item& item) const {
-    const auto isIt = [&](const Addition& addition) { return sameEntry(*addition.entry, item); };
-    return _entries.contains(item) || std::any_of(_front.begin(), _front.end(), isIt) ||
-           std::any_of(_back.begin(), _back.end(), isIt);
+    return _entries.contains(item) || _front.contains(item) || _back.contains(item);
 }
 
 void Listing::addItem(Entry item, bool front) {
@@ -393,8 +369,7 @@ void Listing::addItem(Entry item, bool front) {
     const bool filled = _vacancy && front && fill(*_vacancy, item);
     if (!filled && !contains(*item)) {
         Additions& additions = front ? _front : _back;
-        additions.insert(front ? additions.begin() : additions.end(),
-                         Addition{std::move(item), false});
+        additions.insert(front ? 0 : additions.size(), std::move(item), false);
     }
     _vacancy.reset();
 }
@@ -410,13 +385,7 @@ void Listing::removeItem(unsigned long id) {
     for (auto position = positions.rbegin(); position != positions.rend(); ++position) {
         eraseAt(*position);
     }
-    const auto hasId = [this, id](const Addition& addition) {
-        const bool isIt = addition.entry->id() == id;
-        _totals.removals += isIt && addition.counted ? 1 : 0;
-        return isIt;
-    };
-    _front.erase(std::remove_if(_front.begin(), _front.end(), hasId), _front.end());
-    _back.erase(std::remove_if(_back.begin(), _back.end(), hasId), _back.end());
+    _totals.removals += _front.remove(id) + _back.remove(id);
 }
 
 // A held position goes with its entry; one that is not held says nothing about what stands behind.
@@ -447,8 +416,7 @@ bool Listing::removeItemByName(const Entry& item) {
     }
     const unsigned long position = vacancy->position;
     if (vacancy->place != Vacancy::Place::Position) {
-        Additions& additions = additionsAt(vacancy->place);
-        additions.erase(additions.begin() + static_cast<std::ptrdiff_t>(position));
+        additionsAt(vacancy->place).erase(position);
         _totals.removals += vacancy->counted ? 1 : 0;
     } else {
         eraseAt(position);
@@ -471,7 +439,7 @@ void Listing::restoreItem(Entry item, unsigned long position) {
     std::swap(_held, held);
 }
 
-Listing::Additions& Listing::additionsAt(Vacancy::Place place) {
+Additions& Listing::additionsAt(Vacancy::Place place) {
     return place == Vacancy::Place::Front ? _front : _back;
 }
 
@@ -479,39 +447,33 @@ Listing::Additions& Listing::additionsAt(Vacancy::Place place) {
 std::optional<Listing::Vacancy> Listing::findByName(const Entry& item) const {
     using Place = Vacancy::Place;
     const auto among = [](const Additions& additions, Place place,
-                          auto isWanted) -> std::optional<Vacancy> {
-        const auto found = std::find_if(additions.begin(), additions.end(), isWanted);
-        if (found == additions.end()) {
+                          std::optional<unsigned long> index) -> std::optional<Vacancy> {
+        if (!index) {
             return std::nullopt;
         }
-        const auto index = static_cast<unsigned long>(found - additions.begin());
-        return Vacancy{place, index, false, found->counted, found->entry};
+        return Vacancy{place, *index, false, additions.isCounted(*index), additions.at(*index)};
     };
     const auto atPosition = [this](unsigned long position) {
         return Vacancy{Place::Position, position, _held.contains(position), false,
                        *_entries.at(position)};
     };
-    const auto isIt = [&](const Addition& addition) { return addition.entry == item; };
-    if (auto found = among(_front, Place::Front, isIt)) {
+    if (auto found = among(_front, Place::Front, _front.find(*item))) {
         return found;
     }
-    for (const unsigned long position : _entries.positionsOf(*item)) {
-        if (*_entries.at(position) == item) {
-            return atPosition(position);
-        }
+    if (const auto position = _entries.firstOf(*item)) {
+        return atPosition(*position);
     }
-    if (auto found = among(_back, Place::Back, isIt)) {
+    if (auto found = among(_back, Place::Back, _back.find(*item))) {
         return found;
     }
     const std::string name = item->name();
-    const auto isNamed = [&](const Addition& addition) { return addition.entry->name() == name; };
-    if (auto found = among(_front, Place::Front, isNamed)) {
+    if (auto found = among(_front, Place::Front, _front.findName(name))) {
         return found;
     }
     if (const auto position = _entries.firstOfName(name)) {
         return atPosition(*position);
     }
-    return among(_back, Place::Back, isNamed);
+    return among(_back, Place::Back, _back.findName(name));
 }
 
 // Puts an entry where one of its name has just been removed. False when it stands elsewhere.
@@ -524,9 +486,7 @@ bool Listing::fill(const Vacancy& vacancy, const Entry& item) {
     RangeSet held = _held;
     _evicted.reserve(_evicted.size() + 1);
     if (vacancy.place != Vacancy::Place::Position) {
-        Additions& additions = additionsAt(vacancy.place);
-        additions.insert(additions.begin() + static_cast<std::ptrdiff_t>(position),
-                         Addition{item, returns && vacancy.counted});
+        additionsAt(vacancy.place).insert(position, item, returns && vacancy.counted);
         _totals.removals -= vacancy.counted ? 1 : 0;
     } else if (vacancy.held) {
         held.insertGap(position);

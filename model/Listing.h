@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "model/Additions.h"
 #include "model/EntryList.h"
 #include "model/PagePart.h"
 #include "model/RangeSet.h"
@@ -50,13 +51,6 @@ class Listing {
         unsigned long end = 0;
     };
 
-    // An entry that the service's listing does not have yet, as far as is known.
-    struct Addition {
-        Entry entry;
-        bool counted;  // By the last total, which was reported when its id was a server id already.
-    };
-    using Additions = std::vector<Addition>;
-
     // Where removeItemByName made room, for an addItem that follows at once.
     struct Vacancy {
         enum class Place { Front, Position, Back } place;
@@ -84,12 +78,11 @@ class Listing {
     Totals judge(unsigned long offset, const std::vector<Entry>& delivered, RangeSet& held) const;
     std::optional<unsigned long> limit() const;
     bool contains(const Item& item) const;
-    bool stillStands(const Addition& addition) const;
+    bool stillStands(const Entry& addition) const;
     void appendToPage(std::vector<Entry>& page, const Additions& additions) const;
     void eraseAt(unsigned long position) noexcept;
     void shiftEvicted(unsigned long position, bool up) noexcept;
     void forget(const Item& item) noexcept;
-    void countAdditions() noexcept;
     void makeRoom(unsigned long begin, unsigned long end);
     void reserveEvicted();
     void restoreEvicted(const Page& page) noexcept;

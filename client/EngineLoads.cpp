@@ -245,8 +245,12 @@ void Client::Engine::receive(Record& record, const Directory& directory) {
 // The total that comes with a page does not count what is only on its way into the folder, whatever
 // the listing makes of an entry with a server id.
 void Client::Engine::setArrivalsAside(const Load& load) {
-    for (const unsigned long id : _edits.arrivals(load.filter.getDataId().front())) {
-        internalOf(load).removeItem(id);
+    const unsigned long folderId = load.filter.getDataId().front();
+    for (const unsigned long id : _edits.shownIn(folderId)) {
+        const Shown served = _edits.served(id);
+        if (!served || served->folderId != folderId) {
+            internalOf(load).removeItem(id);
+        }
     }
 }
 

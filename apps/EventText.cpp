@@ -64,7 +64,7 @@ class Writer {
             add("key " + quoted(key), quoted(value.first), valueOf(now, key));
         }
         for (const auto& [key, value] : now.keyValues) {
-            if (was.keyValues.count(key) == 0) {
+            if (!was.keyValues.contains(key)) {
                 add("key " + quoted(key), "none", quoted(value.first));
             }
         }

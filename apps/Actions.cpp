@@ -95,39 +95,35 @@ bool Actions::finish() {
     }
     _console.clearProgress();
     report();
-    loseWaiting();
-    loseUnbegun();
+    loseRest();
     return !std::exchange(_hasFailed, false);
 }
 
-void Actions::loseWaiting() {
-    const std::vector<Ormek::WaitingAction> all = _client.waiting();
-    for (const Ormek::WaitingAction& waiting : all) {
-        lose(waiting.operationId, describe(waiting));
-    }
-    // Only now, since what waits for others fails with them.
-    for (const Ormek::WaitingAction& waiting : all) {
-        _client.cancel(waiting.operationId);
-    }
-}
-
-// What was interrupted. The service finishes what it has begun, but for uploads.
-void Actions::loseUnbegun() {
+// The service finishes what it has begun, but for uploads.
+void Actions::loseRest() {
     if (_begun.empty()) {
         return;
     }
-    _givenUp->store(true);
-    std::vector<unsigned long> all;
+    std::map<unsigned long, std::string> unbegun;
     for (const auto& [operationId, begun] : _begun) {
-        all.push_back(operationId);
+        unbegun.emplace(operationId, begun.deed.doing + ", was not begun yet");
     }
-    for (const unsigned long operationId : all) {
-        if (_client.cancel(operationId)) {
-            lose(operationId, _begun.at(operationId).deed.doing + ", was not begun yet");
-        }
+    for (const Ormek::WaitingAction& waiting : _client.waiting()) {
+        unbegun.insert_or_assign(waiting.operationId, describe(waiting));
     }
-    _client.waitUntilIdle(_console.limit());
-    _givenUp->store(false);
+    // The last one first, so that none fails with another that it needs.
+    for (auto next = unbegun.end(); next != unbegun.begin();) {
+        --next;
+        next = _client.cancel(next->first) ? next : unbegun.erase(next);
+    }
+    for (const auto& [operationId, text] : unbegun) {
+        lose(operationId, text);
+    }
+    if (!_begun.empty()) {
+        _givenUp->store(true);
+        _client.waitUntilIdle(_console.limit());
+        _givenUp->store(false);
+    }
     report();
     while (!_begun.empty()) {
         const auto& [operationId, begun] = *_begun.begin();

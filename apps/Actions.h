@@ -84,8 +84,7 @@ class Actions {
     /// False when there is none.
     bool showUpload();
     std::string describe(const Ormek::WaitingAction& waiting);
-    void loseWaiting();
-    void loseUnbegun();
+    void loseRest();
     void lose(unsigned long operationId, const std::string& text);
 
     Ormek::Client& _client;

@@ -659,5 +659,21 @@ TEST_F(ActionTerminalTest, LosingSomethingIsAFailureThereToo) {
     EXPECT_EQ(program.wait(), 1);
 }
 
+TEST_F(ActionTerminalTest, CtrlCAtTheEndEndsAnUpload) {
+    const std::string file = local.writeFile("file");
+    std::filesystem::resize_file(file, 4UL << 30U);
+    RunningProgram program = start();
+    program.readUntil("ormek:/> ");
+    program.type("put " + file + "\n");
+    program.readUntil(": putting ");
+    program.readUntil("ormek:/> ");
+    program.type("\004");
+    program.readUntil(" of 4294967296");
+    program.type("\003");
+    program.readUntil(": failed: the upload was given up; '/file' is gone\r\n");
+    EXPECT_EQ(program.wait(), 0) << "a failed command is no failure at a terminal";
+    EXPECT_THAT(namesIn(folder.path()), IsEmpty());
+}
+
 }  // namespace
 }  // namespace Ormek::Testing

@@ -110,7 +110,7 @@ bool Listing::isPageLoaded(unsigned long offset, unsigned long count) const {
 }
 
 bool Listing::isPageCurrent(unsigned long offset, unsigned long count) const {
-    if (!_totals.judged && !_totals.explained) {
+    if (_doubted || (!_totals.judged && !_totals.explained)) {
         return false;
     }
     const unsigned long end = endOf(offset, count);
@@ -143,6 +143,7 @@ std::optional<unsigned long> Listing::limit() const {
 void Listing::invalidate() {
     _vacancy.reset();
     _held.clear();
+    _doubted = true;
 }
 
 void Listing::addPage(unsigned long offset, unsigned long count) {
@@ -202,6 +203,7 @@ void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PageP
     }
     std::swap(_held, held);
     _totals = totals;
+    _doubted = false;
     restoreEvicted(page);
     leaveBehindTotal();
     _merging = false;

@@ -99,6 +99,7 @@ class Listing {
     RangeSet _held;
     unsigned long _totalCount = 0;
     Totals _totals;
+    bool _doubted = false;  // Since the last delivery: not even an empty listing is held then.
     std::optional<std::pair<unsigned long, unsigned long>> _announced;  // Offset and count.
     bool _merging = false;          // Between the announcement of a page and its delivery.
     std::vector<Vacancy> _evicted;  // By name, while merging.

@@ -123,6 +123,26 @@ TEST_F(ListingEdgesTest, PageThatWasAnnouncedButNotDeliveredIsNotCurrent) {
     EXPECT_TRUE(current(0, 10));
 }
 
+TEST_F(ListingEdgesTest, EmptyListingThatIsInvalidatedIsNotCurrentEither) {
+    deliver(0, 10, 0, {});
+    EXPECT_TRUE(current(0, 10));
+    result.invalidate();
+    EXPECT_FALSE(current(0, 10));
+    EXPECT_FALSE(current(5, 1));
+    EXPECT_TRUE(result.isPageLoaded(folderFilter(7, 0, 10)));
+    deliver(0, 10, 0, {});
+    EXPECT_TRUE(current(0, 10));
+}
+
+TEST_F(ListingEdgesTest, PageBehindTheEndIsNotCurrentAfterAnInvalidation) {
+    deliver(0, 2, 2, {entry(1), entry(2)});
+    EXPECT_TRUE(current(2, 5));
+    result.invalidate();
+    EXPECT_FALSE(current(2, 5));
+    deliver(0, 2, 2, {entry(1), entry(2)});
+    EXPECT_TRUE(current(2, 5));
+}
+
 TEST_F(ListingEdgesTest, PageOverAFarGapIsPlacedAtOnce) {
     deliver(2'000'000'000, 1, 4'000'000'000, {entry(1)});
     deliver(0, 4'000'000'000, 4'000'000'000, {entry(2)});

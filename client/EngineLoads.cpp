@@ -45,6 +45,9 @@ void checkIsServerId(unsigned long id) {
 }
 
 template <class Record>
+constexpr bool isFolderRecord = std::is_same_v<Record, Nimra::Folder>;
+
+template <class Record>
 void refresh(ItemInternal& item, const Record& record) {
     item.name(record.name);
     item.parentId(record.parentId);
@@ -232,6 +235,11 @@ void Client::Engine::receive(Record& record, const Directory& directory) {
     if (!known) {
         return;
     }
+    if (isFolderRecord<Record> != (_cache.castContainer(known) != nullptr)) {
+        // Another thing under the same id; the cache would keep the first one.
+        drop(record.id);
+        return;
+    }
     if (known->parentId() != record.parentId) {
         const unsigned long left = known->parentId();
         _listings.leave(left, record.id);
@@ -399,21 +407,19 @@ void Client::Engine::changeElsewhere(Record record) {
     if (record.id == _rootId) {
         throw std::invalid_argument("the root folder cannot be changed");
     }
-    constexpr bool IsFolder = std::is_same_v<Record, Nimra::Folder>;
-    const std::shared_ptr<Item> known = _cache.getItemInternal(record.id);
-    const bool isFolderHere = dynamic_cast<const Container*>(known.get()) != nullptr;
-    if (known && isFolderHere != IsFolder) {
-        lose(record.id);
-    }
-    if (!_cache.castContainer(_cache.getItemInternal(record.parentId))) {
+    const unsigned long folderId = record.parentId;
+    if (!_cache.castContainer(_cache.getItemInternal(folderId))) {
         lose(record.id);
         return;
     }
     const Before before = this->before({record.id});
-    const unsigned long folderId = record.parentId;
+    const Values stood = valuesOf(record.id);
     receive(record, nullptr);
+    const bool stands = stood && _cache.getItemInternal(record.id);
     const std::shared_ptr<Item> item = bringIn(record);
-    if (!isHidden(item->id())) {
+    if (stands && stood->folderId == item->parentId()) {
+        _listings.refit(item);
+    } else if (!isHidden(record.id)) {
         _listings.enter(item);
     }
     doubt(folderId, record.id);

@@ -156,12 +156,14 @@ Client::Engine::Before Client::Engine::before(const std::vector<unsigned long>& 
 void Client::Engine::tell(const Before& before, bool ofArrivals) {
     for (const auto& [id, was] : before) {
         const Values now = valuesOf(id);
-        if (was && !now) {
+        const bool isAnother = was && now && was->isFolder != now->isFolder;
+        if (was && (!now || isAnother)) {
             events.push(EntryRemoved{id, *was});
-        } else if (was && *was != *now) {
-            events.push(EntryChanged{id, *was, *now});
-        } else if (!was && now && ofArrivals) {
+        }
+        if (now && ((!was && ofArrivals) || isAnother)) {
             events.push(EntryAdded{id, *now});
+        } else if (was && now && *was != *now) {
+            events.push(EntryChanged{id, *was, *now});
         }
     }
 }

@@ -27,6 +27,10 @@ std::atomic<bool> clientExists{false};
 
 Nimra::ServiceError notFound(const std::string& text) { return {Nimra::Reason::NotFound, text}; }
 
+Nimra::ServiceError noSuchFolder(unsigned long id) {
+    return notFound("no folder with the id " + std::to_string(id) + " is known");
+}
+
 Nimra::ServiceError noSuchEntry(const std::string& path) {
     return notFound("\"" + path + "\": no such file or folder");
 }
@@ -130,7 +134,7 @@ Client::Engine::State Client::Engine::list(unsigned long folderId, const ListOpt
     State state = ask();
     folderId = current(folderId);
     if (!isFolder(folderId)) {
-        fail(state, notFound("no folder with the id " + std::to_string(folderId) + " is known"));
+        fail(state, noSuchFolder(folderId));
         return state;
     }
     const FilterInternal filter = filterFor(folderId, options);
@@ -169,7 +173,7 @@ Client::Engine::State Client::Engine::tags(unsigned long folderId, const ListOpt
     State state = ask();
     folderId = current(folderId);
     if (!isFolder(folderId)) {
-        fail(state, notFound("no folder with the id " + std::to_string(folderId) + " is known"));
+        fail(state, noSuchFolder(folderId));
         return state;
     }
     FilterInternal filter = filterFor(folderId, options);
@@ -234,9 +238,7 @@ Client::Engine::State Client::Engine::ask() {
     return state;
 }
 
-bool Client::Engine::isFolder(unsigned long id) {
-    return !isHidden(id) && _cache.castContainer(_cache.getItemInternal(id)) != nullptr;
-}
+bool Client::Engine::isFolder(unsigned long id) { return !isHidden(id) && isFolderHeld(id); }
 
 bool Client::Engine::isWhole(const FilterInternal& filter) const {
     return filter.sameListing(filterFor(filter.getDataId().front(), {}));

@@ -93,6 +93,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
         FilterInternal filter;
         Directory directory;
         std::vector<Waiter> waiters;
+        bool doubted = false;  // Something has changed elsewhere since it was asked for.
     };
 
     // An action without an outcome.
@@ -178,6 +179,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void reload(const State& state, LoadKind kind, FilterInternal filter, Directory directory);
     Load takeLoad(unsigned long operationId);
     void loadFailed(const Load& load, const Nimra::ServiceError& error);
+    void doubtLoads(unsigned long folderId);
 
     void mergePage(const Load& load, Nimra::Page& page);
     void mergeEntries(const Load& load, Nimra::Page& page);
@@ -197,6 +199,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
 
     template <class Record>
     void changeElsewhere(Record record);
+    void loseElsewhere(unsigned long id);
     std::shared_ptr<Item> bringIn(Nimra::Document& document);
     std::shared_ptr<Item> bringIn(Nimra::Folder& folder);
 
@@ -245,6 +248,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void lose(unsigned long id);
     void drop(unsigned long id);
     void loseWhatIsIn(unsigned long folderId);
+    bool isFolderHeld(unsigned long id);
     void invalidate(unsigned long folderId, const QueryResult* except = nullptr);
     Before before(const std::vector<unsigned long>& ids);
     void tell(const Before& before, bool ofArrivals = true);

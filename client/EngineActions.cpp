@@ -447,7 +447,8 @@ void Client::Engine::applySuccess(const Undertaking& undertaking, unsigned long 
         giveServerId(undertaking.entryId, record.id);
     }
     const unsigned long id = current(undertaking.entryId);
-    const bool removed = undertaking.kind == ActionKind::Remove;
+    // What lies in a folder that is not held is out of sight.
+    const bool removed = undertaking.kind == ActionKind::Remove || !isFolderHeld(record.parentId);
     const Before before = this->before({id});
     const Shown was = _edits.shown(id);
     _edits.served(id, removed ? std::nullopt : Shown(stateOf(record)));

@@ -97,7 +97,7 @@ void Client::Engine::await(const State& state, LoadKind kind, const FilterIntern
                            const Directory& directory, unsigned long operationId) {
     ++_statistics.loads;
     state->answer.source = AnswerSource::Load;
-    _loads.emplace(operationId, Load{kind, filter, directory, {state}});
+    _loads.emplace(operationId, Load{kind, filter, directory, {state}, false});
 }
 
 void Client::Engine::reload(const State& state, LoadKind kind, FilterInternal filter,
@@ -112,7 +112,7 @@ void Client::Engine::reload(const State& state, LoadKind kind, FilterInternal fi
 Client::Engine::Load Client::Engine::takeLoad(unsigned long operationId) {
     const auto found = _loads.find(operationId);
     if (found == _loads.end()) {
-        return {LoadKind::LookUp, {}, nullptr, {}};
+        return {LoadKind::LookUp, {}, nullptr, {}, false};
     }
     Load load = std::move(found->second);
     _loads.erase(found);
@@ -130,14 +130,33 @@ void Client::Engine::loadFailed(const Load& load, const Nimra::ServiceError& err
     });
 }
 
+// The page of a load that is under way may be how things were before a change made elsewhere.
+void Client::Engine::doubtLoads(unsigned long folderId) {
+    for (auto& [operationId, load] : _loads) {
+        load.doubted = load.doubted || load.filter.matchesDataId(folderId);
+    }
+}
+
 void Client::Engine::pageLoaded(unsigned long operationId, const Nimra::ItemFilter& /*filter*/,
                                 Nimra::Page& page) {
     const Load load = takeLoad(operationId);
     if (!load.directory) {
         return;
     }
+    const unsigned long folderId = load.filter.getDataId().front();
+    if (!isFolderHeld(folderId)) {
+        loadFailed(load, {Nimra::Reason::NotFound, "the folder is no longer there"});
+        return;
+    }
+    if (load.doubted && load.kind == LoadKind::LookUp) {
+        concludeEach(load, [&](const State& state) { walk(state); });
+        return;
+    }
     try {
         mergePage(load, page);
+        if (load.doubted) {
+            invalidate(folderId);
+        }
     } catch (const std::exception& error) {
         ++_statistics.failedLoads;
         const Nimra::ServiceError reason(Nimra::Reason::Internal, error.what());
@@ -408,10 +427,11 @@ void Client::Engine::changeElsewhere(Record record) {
         throw std::invalid_argument("the root folder cannot be changed");
     }
     const unsigned long folderId = record.parentId;
-    if (!_cache.castContainer(_cache.getItemInternal(folderId))) {
-        lose(record.id);
+    if (!isFolderHeld(folderId)) {
+        loseElsewhere(record.id);
         return;
     }
+    doubtLoads(folderId);
     const Before before = this->before({record.id});
     const Values stood = valuesOf(record.id);
     receive(record, nullptr);
@@ -470,9 +490,21 @@ void Client::Engine::onRemoteRemoval(unsigned long id) {
         throw std::invalid_argument("the root folder cannot be removed");
     }
     checkIsServerId(id);
+    loseElsewhere(id);
+}
+
+// Any page that is under way may bring back what is not known, or no longer.
+void Client::Engine::loseElsewhere(unsigned long id) {
+    for (auto& [operationId, load] : _loads) {
+        load.doubted = true;
+    }
     lose(id);
 }
 
-void Client::Engine::onRemoteDoubt(unsigned long folderId) { invalidate(folderId); }
+void Client::Engine::onRemoteDoubt(unsigned long folderId) {
+    folderId = current(folderId);
+    doubtLoads(folderId);
+    invalidate(folderId);
+}
 
 }  // namespace Ormek

@@ -112,6 +112,8 @@ void Client::Engine::drop(unsigned long id) {
     if (!item) {
         return;
     }
+    // Remembered and forgotten, so that what left before comes back beside its neighbours.
+    _listings.remember(item->parentId(), id);
     _listings.leave(item->parentId(), id);
     _listings.close(id);
     _listings.forget(id);
@@ -135,6 +137,10 @@ void Client::Engine::loseWhatIsIn(unsigned long folderId) {
     for (const unsigned long id : lost) {
         lose(id);
     }
+}
+
+bool Client::Engine::isFolderHeld(unsigned long id) {
+    return _cache.castContainer(_cache.getItemInternal(id)) != nullptr;
 }
 
 void Client::Engine::invalidate(unsigned long folderId, const QueryResult* except) {

@@ -188,12 +188,14 @@ void Listings::refit(const std::shared_ptr<Item>& entry) noexcept {
 
 bool Listings::invalidate(unsigned long folderId, const QueryResult* except) {
     bool any = false;
-    eachOf(folderId, [&](QueryResultInternal& listing) {
-        if (&listing != except) {
-            listing.invalidate();
-            any = true;
+    for (const auto* listings : {&_cache.directories(), &_cache.keyValueDirectories()}) {
+        for (const std::shared_ptr<QueryResult>& listing : *listings) {
+            if (listing.get() != except && internalOf(listing).filter().matchesDataId(folderId)) {
+                internalOf(listing).invalidate();
+                any = true;
+            }
         }
-    });
+    }
     return any;
 }
 

@@ -38,8 +38,8 @@ class Listings {
     /// An entry has another name: searches in its folder that it belongs to now have it, others do
     /// not.
     void refit(const std::shared_ptr<Item>& entry) noexcept;
-    /// Every page of every listing of the folder, but for `except`, is to be loaded before it is
-    /// shown again. Returns whether there was any such listing.
+    /// Every page of every listing of the folder and of its tags, but for `except`, is to be loaded
+    /// before it is shown again. Returns whether there was any such listing.
     bool invalidate(unsigned long folderId, const QueryResult* except = nullptr);
     /// Opens the listings of a folder anew, under the id that the service has given it, with all
     /// their entries; the old ones are left behind empty.

@@ -118,8 +118,9 @@ int Client::fd() const { return _engine->fd(); }
 Action Client::createDocument(const Target& folder, const std::string& name,
                               std::unique_ptr<Nimra::ContentSource> content,
                               const Nimra::KeyValues& keyValues) {
-    return call(
-        [&] { return _engine->createDocument(folder, name, std::move(content), keyValues); });
+    // Neither asked nor destroyed while the calls are serialised.
+    const unsigned long length = content ? content->size() : 0;
+    return call([&] { return _engine->createDocument(folder, name, content, length, keyValues); });
 }
 
 Action Client::createFolder(const Target& folder, const std::string& name) {

@@ -39,7 +39,8 @@ namespace Ormek {
 /// merged on the thread of whoever looks for one, never behind anybody's back. Entries are shared
 /// and live: with several threads calling, look at them inside `read()`. The clock, and whoever
 /// waits for operations that were queued under the handler's name by others, are called while the
-/// calls are serialised and must not call the client.
+/// calls are serialised and must not call the client; nor must content that was handed to it, or
+/// that it has opened, when it is destroyed.
 ///
 /// One client at a time can exist in a process, since the cache finds its operation handler by
 /// name; a second one is refused.
@@ -60,7 +61,7 @@ class Client {
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
     /// Waits for the operation that is running; what is still queued or waiting fails as not
-    /// reachable, and subscribers are told.
+    /// reachable, and subscribers are told. Not to be called by one of them.
     ~Client();
 
     /// The id of the root folder.

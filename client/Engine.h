@@ -49,8 +49,9 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     unsigned long collect();
     int fd() const { return _readable.get(); }
 
+    /// Takes the content, unless it refuses.
     Action createDocument(const Target& folder, const std::string& name,
-                          std::unique_ptr<Nimra::ContentSource> content,
+                          std::unique_ptr<Nimra::ContentSource>& content, unsigned long length,
                           const Nimra::KeyValues& keyValues);
     Action createFolder(const Target& folder, const std::string& name);
     Action rename(const Target& target, const std::string& newName);

@@ -213,13 +213,13 @@ void Client::Engine::release() {
 // --- The actions ---------------------------------------------------------------------------
 
 Action Client::Engine::createDocument(const Target& folder, const std::string& name,
-                                      std::unique_ptr<Nimra::ContentSource> content,
-                                      const Nimra::KeyValues& keyValues) {
+                                      std::unique_ptr<Nimra::ContentSource>& content,
+                                      unsigned long length, const Nimra::KeyValues& keyValues) {
     return attempt(ActionKind::CreateDocument, [&] {
         const unsigned long folderId = folderFor(folder)->id();
         checkName(name);
         Nimra::Document record(Nimra::createLocalId(), folderId, _userId, name);
-        record.length = content ? content->size() : 0;
+        record.length = length;
         record._keyValues = keyValues;
         const std::shared_ptr<Object> object = _cache.getObject(record);
         const auto send = [&] {

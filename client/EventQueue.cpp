@@ -27,25 +27,33 @@ bool EventQueue::hasListeners() const {
 }
 
 void EventQueue::push(Event event) {
+    Tellings telling;
+    telling.push_back({std::move(event), 0, 0});
     const std::lock_guard lock(_mutex);
     if (!_listeners.empty()) {
-        _tellings.push_back({std::move(event), 0, _lastId});
+        telling.front().until = _lastId;
+        _tellings.splice(_tellings.end(), telling);
     }
 }
 
 void EventQueue::deliver() {
+    Tellings told;  // Destroyed outside the lock.
     std::unique_lock lock(_mutex);
     if (_delivering) {
         return;
     }
     _delivering = true;
     try {
-        while (const auto listener = nextToTell()) {
+        auto listener = nextToTell(told);
+        while (listener) {
             // It stays where it is while others are added: only this call takes any out.
             const Event& event = _tellings.front().event;
             lock.unlock();
+            told.clear();
             (*listener)(event);
+            listener.reset();
             lock.lock();
+            listener = nextToTell(told);
         }
     } catch (...) {
         lock.lock();
@@ -55,8 +63,8 @@ void EventQueue::deliver() {
     _delivering = false;
 }
 
-// Under the lock: empty when everybody has been told everything.
-std::shared_ptr<const EventQueue::Listener> EventQueue::nextToTell() {
+// Under the lock: empty when everybody has been told everything. Moves what has been to `told`.
+std::shared_ptr<const EventQueue::Listener> EventQueue::nextToTell(Tellings& told) {
     while (!_tellings.empty()) {
         Telling& telling = _tellings.front();
         const auto next = _listeners.upper_bound(telling.told);
@@ -64,7 +72,7 @@ std::shared_ptr<const EventQueue::Listener> EventQueue::nextToTell() {
             telling.told = next->first;
             return next->second;
         }
-        _tellings.pop_front();
+        told.splice(told.end(), _tellings, _tellings.begin());
     }
     return nullptr;
 }

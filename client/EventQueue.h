@@ -1,7 +1,7 @@
 #pragma once
 
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -11,7 +11,8 @@
 namespace Ormek {
 
 /// Events on their way to whoever subscribed. Safe to call from any thread; listeners are called
-/// by `deliver()` alone, one at a time, in the order of the events, and under no lock.
+/// by `deliver()` alone, one at a time, in the order of the events. Neither listeners nor events
+/// are called or destroyed under a lock.
 class EventQueue {
   public:
     using Listener = std::function<void(const Event&)>;
@@ -36,12 +37,14 @@ class EventQueue {
         unsigned long until;  // The last one that was there when it happened.
     };
 
-    std::shared_ptr<const Listener> nextToTell();
+    using Tellings = std::list<Telling>;
+
+    std::shared_ptr<const Listener> nextToTell(Tellings& told);
 
     mutable std::mutex _mutex;
     std::map<unsigned long, std::shared_ptr<const Listener>> _listeners;
     unsigned long _lastId = 0;
-    std::deque<Telling> _tellings;
+    Tellings _tellings;
     bool _delivering = false;
 };
 

@@ -360,12 +360,13 @@ void Client::Engine::dropVanished(const Load& load) {
     }
     const std::set<unsigned long> ids = std::move(doubtful->second);
     _doubtful.erase(doubtful);
+    const auto listed = [&](unsigned long id) { return load.directory->contains(id); };
     for (const unsigned long id : ids) {
         const std::shared_ptr<Item> item = _cache.getItemInternal(id);
-        if (!item || item->parentId() != folderId || load.directory->contains(id)) {
+        if (!item || item->parentId() != folderId || (listed(id) && isWhole(load.filter))) {
             continue;
         }
-        if (_edits.has(id) || !load.filter.matchesQuery(*item)) {
+        if (listed(id) || _edits.has(id) || !load.filter.matchesQuery(*item)) {
             doubt(folderId, id);
         } else {
             lose(id);

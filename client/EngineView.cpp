@@ -160,8 +160,12 @@ Client::Engine::Before Client::Engine::before(const std::vector<unsigned long>& 
 }
 
 void Client::Engine::tell(const Before& before, bool ofArrivals) {
-    for (const auto& [id, was] : before) {
+    for (auto [id, was] : before) {
         const Values now = valuesOf(id);
+        if (was) {
+            // It may have got its id meanwhile, which was told.
+            was->folderId = current(was->folderId);
+        }
         const bool isAnother = was && now && was->isFolder != now->isFolder;
         if (was && (!now || isAnother)) {
             events.push(EntryRemoved{id, *was});

@@ -150,6 +150,25 @@ TEST_F(RegressionsTest, ActionsOnACreationUnderEitherIdAreKept) {
     EXPECT_THAT(names(Root), ElementsAre("b"));
 }
 
+// Nobody can know that the two are one.
+TEST_F(RegressionsTest, FolderThatIsBeingMovedIntoItselfUnderItsLocalIdComesBack) {
+    const unsigned long localId = client().createFolder(Root, "a").entryId();
+    serveOneUncollected();
+    const unsigned long id = tree.children(Root).front().id;
+    client().onRemoteChange(MemoryService::folderOf(tree.at(id)));
+    const Action move = client().move(id, localId);
+    ASSERT_NE(move.operationId(), 0U);
+    client().collect();
+    for (const EntryChanged& changed : told<EntryChanged>()) {
+        EXPECT_TRUE(changed.was.folderId == Root || changed.was.folderId == id);
+    }
+    settle();
+
+    EXPECT_EQ(client().poll(move).state, ActionState::Failed);
+    EXPECT_THAT(names(Root), ElementsAre("a"));
+    EXPECT_EQ(client().pathOf(localId), "/a");
+}
+
 // --- What is shown -----------------------------------------------------------------------------
 
 TEST_F(RegressionsTest, ListingOpenedInAWaitingFolderShowsNothingThatIsBeingRemoved) {

@@ -366,7 +366,14 @@ Action Client::Engine::openSession(const Target& target) {
 }
 
 void Client::Engine::releaseSession(const Nimra::DocumentSession& session) {
-    _service->releaseSession(session);
+    try {
+        _service->releaseSession(session);
+    } catch (const Nimra::ServiceError& error) {
+        // It ended with its document.
+        if (error.reason() != Nimra::Reason::NotFound) {
+            throw;
+        }
+    }
 }
 
 bool Client::Engine::cancel(unsigned long operationId) {

@@ -268,5 +268,17 @@ TEST_F(RegressionsTest, EntryThatALatePageBringsBackIsForgottenOnceTheListingIsK
     EXPECT_EQ(client().item(id), nullptr);
 }
 
+// --- Sessions ----------------------------------------------------------------------------------
+
+TEST_F(RegressionsTest, SessionThatEndedWithItsDocumentIsReleasedWithoutAWord) {
+    const unsigned long id = addDocument(Root, "a");
+    list(Root);
+    const Action opening = client().openSession(id);
+    client().remove(id);
+    settle();
+
+    EXPECT_NO_THROW(client().releaseSession(*client().poll(opening).session));
+}
+
 }  // namespace
 }  // namespace Ormek

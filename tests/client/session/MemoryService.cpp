@@ -188,9 +188,10 @@ Nimra::DocumentSession MemoryService::openSession(unsigned long /*folderId*/,
 void MemoryService::releaseSession(const Nimra::DocumentSession& session) {
     const std::lock_guard lock(_sessionsMutex);
     const auto found = _sessions.find(session.documentId);
-    if (found != _sessions.end() && found->second == session.token) {
-        _sessions.erase(found);
+    if (found == _sessions.end() || found->second != session.token) {
+        throw ServiceError(Reason::NotFound, "there is no such session");
     }
+    _sessions.erase(found);
 }
 
 }  // namespace Ormek::Testing

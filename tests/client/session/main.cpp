@@ -18,8 +18,8 @@ using Ormek::Testing::Session;
 
 constexpr int Usage = 2;
 // Each seed is good for so many sessions, the first short, the last of about so many steps.
-constexpr int SessionsPerSeed = 20;
-constexpr int LongestSession = 500;
+constexpr int SessionsPerSeed = 60;
+constexpr int LongestSession = 150;
 
 /// Where and how the sessions of a seed take place.
 struct Setting {

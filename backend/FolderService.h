@@ -119,6 +119,7 @@ class FolderService : public StorageService {
     unsigned long folderOf(const ItemFilter& filter) const;
     unsigned long knownFolder(unsigned long id) const;
     Entry entryOf(unsigned long id);
+    unsigned long newId(unsigned long folderId, const std::string& name, EntryKind kind);
     Document relocate(const Entry& entry, const OpenFolder& folder, unsigned long folderId,
                       const std::string& name);
     void removeFolder(const Entry& entry);

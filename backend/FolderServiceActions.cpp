@@ -164,7 +164,7 @@ Document FolderService::create(const Document& document, ContentSource* content,
     record._keyValues = withoutFlags(document.keyValues());
     file.publish();
     dropSnapshot(folderId);
-    record.id = _nodes.idOf(folderId, name, EntryKind::Document);
+    record.id = newId(folderId, name, EntryKind::Document);
     return record;
 }
 
@@ -178,13 +178,20 @@ Folder FolderService::makeFolder(const Folder& record) {
     }
     makeDurable(folder.fd());
     dropSnapshot(folderId);
-    const unsigned long id = _nodes.idOf(folderId, name, EntryKind::Folder);
+    const unsigned long id = newId(folderId, name, EntryKind::Folder);
     // It is made, whether more can be told about it or not.
     struct statx status {};
     if (folder.status(name.c_str(), status) != 0) {
         status = {};
     }
     return folderRecord(id, folderId, name, status);
+}
+
+/// The id of an entry that was just made: what had this name before is no longer there.
+unsigned long FolderService::newId(unsigned long folderId, const std::string& name,
+                                   EntryKind kind) {
+    _nodes.forget(folderId, name);
+    return _nodes.idOf(folderId, name, kind);
 }
 
 // --- Moving and renaming -------------------------------------------------------------------

@@ -85,6 +85,15 @@ TEST_F(FolderActionsTest, ACreatedFileObeysTheUmask) {
     EXPECT_EQ(status.st_mode & 07777U, 0640U);
 }
 
+TEST_F(FolderActionsTest, CreationGivesNoIdThatAnEntryOfThatNameHadBefore) {
+    const unsigned long documentId = create("a", "").id;
+    const unsigned long folderId = makeFolder("b").id;
+    std::filesystem::rename(folder / "a", folder / "c");
+    std::filesystem::rename(folder / "b", folder / "d");
+    EXPECT_NE(create("a", "").id, documentId);
+    EXPECT_NE(makeFolder("b").id, folderId);
+}
+
 TEST_F(FolderActionsTest, CreationNeverOverwrites) {
     folder.writeFile("file", "old");
     folder.makeFolder("folder");

@@ -1,8 +1,7 @@
 // Makes a folder and a document in it while the service is off, sees both at once, and has them
 // arrive when it is on again. In a folder of its own.
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <iostream>
 

@@ -9,8 +9,8 @@ class DocumentService;
 class ItemEventProtocol;
 
 /// A request to do something to a document: 2 create, 4 move, 5 remove, 6 rename, 10 streams,
-/// 13 save metadata. A folder is meant where the record has type 8; a creation then makes one.
-/// Service and protocol are not owned; either may be null.
+/// 13 save metadata. A folder can be meant as well: a creation makes one if the record has type 8,
+/// the others do not look at the type. Service and protocol are not owned; either may be null.
 class FileOperation : public Operation {
   public:
     FileOperation(unsigned long id, Document document, unsigned int kind,

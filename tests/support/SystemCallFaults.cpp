@@ -183,16 +183,6 @@ std::vector<SystemCall> CallTrace::calls() const {
     return _calls;
 }
 
-std::vector<std::string> CallTrace::paths(const std::string& name) const {
-    std::vector<std::string> paths;
-    for (const SystemCall& call : calls()) {
-        if (call.name == name) {
-            paths.push_back(call.path);
-        }
-    }
-    return paths;
-}
-
 }  // namespace Ormek::Testing
 
 // --- The functions that take the place of the C library's ------------------------------------

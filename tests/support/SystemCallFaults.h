@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Ormek::Testing {
@@ -80,8 +81,6 @@ class CallTrace {
     ~CallTrace();
 
     std::vector<SystemCall> calls() const;
-    /// The paths of the calls of that name.
-    std::vector<std::string> paths(const std::string& name) const;
 
   private:
     friend class Watch;

@@ -142,11 +142,13 @@ TEST(EntryNameTest, TemporaryNamesAreRecognisedAndNoOthers) {
         EXPECT_TRUE(made.insert(name).second);
     }
     const std::string digits(32, 'a');
-    EXPECT_TRUE(isTemporaryName(".ormek-" + digits + ".part"));
+    const std::string fewer(31, 'a');
+    const std::string whole = ".ormek-" + digits + ".part";
+    EXPECT_TRUE(isTemporaryName(whole));
     for (const std::string& name :
          {std::string(), ".ormek-" + digits, digits + ".part", ".ormek-" + digits + "a.part",
-          ".ormek-" + digits.substr(1) + "A.part", "x" + (".ormek-" + digits + ".part"),
-          ".ormek-" + digits.substr(1) + ".part", ".ormek-" + digits + ".tmp."}) {
+          ".ormek-" + fewer + "A.part", "x" + whole, ".ormek-" + fewer + ".part",
+          ".ormek-" + digits + ".tmp."}) {
         EXPECT_FALSE(isTemporaryName(name)) << name;
     }
 }

@@ -21,6 +21,7 @@
 #include <utility>
 #include <vector>
 
+#include "backend/EntryName.h"
 #include "tests/backend/ActionFixture.h"
 
 namespace Nimra {
@@ -178,7 +179,7 @@ TEST_F(FolderActionsTest, ALargeUploadRunsInConstantMemoryWithProgressInOrder) {
 TEST_F(FolderActionsTest, OfManyServicesThatCreateTheSameNameExactlyOneWins) {
     constexpr int Threads = 4;
     for (int round = 0; round < 20; ++round) {
-        const std::string name = "n" + std::to_string(round);
+        const std::string name = 'n' + std::to_string(round);
         std::latch ready(Threads);
         std::atomic<int> won = 0;
         std::atomic<int> existed = 0;
@@ -241,7 +242,7 @@ TEST_F(FolderActionsTest, AKilledUploadLeavesNothingOrTheWhole) {
     constexpr unsigned long Size = 16 * MiB;
     unsigned long whole = 0;
     for (int round = 0; round < 12; ++round) {
-        const std::string name = "k" + std::to_string(round);
+        const std::string name = 'k' + std::to_string(round);
         const bool inTheMidst = round % 3 == 0;
         const bool atTheEnd = round % 3 == 1;
         const pid_t child = fork();
@@ -313,7 +314,7 @@ TEST_F(FolderActionsTest, AFullDiskIsToldAndLeavesNothing) {
 }
 
 TEST_F(FolderActionsTest, NamesAndFoldersThatCannotBeAreRefused) {
-    const std::string kept = ".ormek-" + std::string(32, '0') + ".part";
+    const std::string kept = makeTemporaryName();
     const unsigned long file = create("file").id;
     for (const std::string& name :
          {std::string(), std::string("."), std::string(".."), std::string("a/b"), std::string("/"),

@@ -87,9 +87,15 @@ bool ListingModel::isPageLoaded(unsigned long offset, unsigned long count) const
            (offset < _total && all(_loaded, offset, std::min(end, _total)));
 }
 
+// While a page is on its way, it is not current, and with a total that nothing explains none is.
 bool ListingModel::isPageCurrent(unsigned long offset, unsigned long count) const {
     const unsigned long end = offset + count;
-    return all(_held, offset, _isBelieved ? std::min(end, _total) : end);
+    const bool isOnItsWay =
+        _merging && offset < _announced->first + _announced->second && _announced->first < end;
+    if (isOnItsWay || (_isNew && !_isExplained)) {
+        return false;
+    }
+    return all(_held, offset, _isBelieved || _isNew ? std::min(end, _total) : end);
 }
 
 // --- Deliveries ----------------------------------------------------------------------------

@@ -52,7 +52,6 @@ class ListingModel {
     unsigned long count() const { return items().size(); }
     unsigned long total() const { return _total; }
     bool isPageLoaded(unsigned long offset, unsigned long count) const;
-    /// Between deliveries.
     bool isPageCurrent(unsigned long offset, unsigned long count) const;
 
     void addPage(unsigned long offset, unsigned long count);

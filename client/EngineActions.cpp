@@ -497,7 +497,8 @@ void Client::Engine::refreshFrom(unsigned long id, Nimra::Document record,
 void Client::Engine::giveServerId(unsigned long localId, unsigned long serverId) {
     const std::shared_ptr<Item> item = _cache.getItemInternal(localId);
     const bool isKnown = _cache.getItemInternal(serverId) != nullptr;
-    const Before before = this->before({serverId});
+    // Where the other one is hidden, it is the local one that will be told to have gone.
+    const Before before = this->before({valuesOf(serverId) ? serverId : localId});
     const Shown was = shownOf(serverId);
     // A page, or a change told, has brought it already: the local one leaves.
     if (item && isKnown) {

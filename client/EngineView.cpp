@@ -161,11 +161,12 @@ Client::Engine::Before Client::Engine::before(const std::vector<unsigned long>& 
 
 void Client::Engine::tell(const Before& before, bool ofArrivals) {
     for (auto [id, was] : before) {
-        const Values now = valuesOf(id);
+        // Ids may have become known meanwhile, which was told.
+        id = current(id);
         if (was) {
-            // It may have got its id meanwhile, which was told.
             was->folderId = current(was->folderId);
         }
+        const Values now = valuesOf(id);
         const bool isAnother = was && now && was->isFolder != now->isFolder;
         if (was && (!now || isAnother)) {
             events.push(EntryRemoved{id, *was});

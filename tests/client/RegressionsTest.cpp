@@ -150,6 +150,20 @@ TEST_F(RegressionsTest, ActionsOnACreationUnderEitherIdAreKept) {
     EXPECT_THAT(names(Root), ElementsAre("b"));
 }
 
+TEST_F(RegressionsTest, CreationIsToldToBeGoneWhenItIsBeingRemovedUnderTheIdThatWasFaster) {
+    const unsigned long localId = client().createDocument(Root, "a").entryId();
+    serveOneUncollected();
+    const unsigned long id = tree.children(Root).front().id;
+    client().onRemoteChange(MemoryService::documentOf(tree.at(id)));
+    client().remove(id);
+    ASSERT_THAT(toldOf<EntryRemoved>(), ElementsAre(id));
+    client().collect();
+
+    EXPECT_THAT(toldOf<EntryRemoved>(), ElementsAre(id, id));
+    EXPECT_EQ(told<EntryIdChanged>().front().oldId, localId);
+    EXPECT_FALSE(told<Outcome>().front().entry.has_value());
+}
+
 // Nobody can know that the two are one.
 TEST_F(RegressionsTest, FolderThatIsBeingMovedIntoItselfUnderItsLocalIdComesBack) {
     const unsigned long localId = client().createFolder(Root, "a").entryId();

@@ -339,6 +339,7 @@ void Session::tags(const Step& step) {
 
 void Session::find(const Step& step) {
     std::string path = step.a % 4 == 0 ? "" : _client->pathOf(anyEntry(step.a));
+    path = path == "/" ? "" : path;
     path += step.b % 3 == 0 ? "" : "/" + usableNames()[step.b / 3 % usableNames().size()];
     path += step.b % 11 == 10 ? "/../." : "";
     const auto freshness = step.c % 4 == 3 ? Freshness::Reload : Freshness::Cached;

@@ -8,52 +8,43 @@
 #include <random>
 #include <string_view>
 
-#include "tests/client/session/Session.h"
-#include "tests/support/FixedCases.h"
+#include "tests/client/session/Sessions.h"
 
 namespace {
 
 using Ormek::Testing::Figures;
 using Ormek::Testing::Session;
+using Ormek::Testing::Sessions;
 
 constexpr int Usage = 2;
-// Each seed is good for so many sessions, the first short, the last of about so many steps.
+// Each seed is good for so many sessions, the first of them short.
 constexpr int SessionsPerSeed = 60;
 constexpr int LongestSession = 150;
 
-/// Where and how the sessions of a seed take place.
-struct Setting {
-    Session::Place place;
-    Session::Manner manner;
-};
-
-Setting settingOf(std::uint64_t seed) {
+/// Each seed stands for one way in which sessions take place.
+Sessions sessionsOf(std::uint64_t seed) {
     using Manner = Session::Manner;
     using Place = Session::Place;
+    Sessions sessions{Place::Memory, Manner::InTurns, SessionsPerSeed, LongestSession, seed};
     switch (seed % 8) {
         case 0:
         case 1:
-            return {Place::Disk, Manner::InTurns};
+            sessions.place = Place::Disk;
+            break;
         case 2:
-            return {Place::Disk, Manner::Freely};
+            sessions.place = Place::Disk;
+            sessions.manner = Manner::Freely;
+            break;
         case 3:
-            return {Place::Memory, Manner::Freely};
+            sessions.manner = Manner::Freely;
+            break;
         case 4:
-            return {Place::Memory, Manner::Crowded};
+            sessions.manner = Manner::Crowded;
+            break;
         default:
-            return {Place::Memory, Manner::InTurns};
+            break;
     }
-}
-
-bool hold(std::uint64_t seed, Figures& figures) {
-    const Setting setting = settingOf(seed);
-    return Ormek::Testing::holds(
-        "a client keeps its promises", SessionsPerSeed, LongestSession,
-        [&] {
-            Session session(setting.place, setting.manner, figures);
-            session.run(*Ormek::Testing::steps());
-        },
-        seed);
+    return sessions;
 }
 
 template <class Number>
@@ -78,7 +69,7 @@ int main(int argc, char** argv) {
     Figures figures;
     const std::uint64_t first = seed;
     do {
-        if (!hold(seed, figures)) {
+        if (!Ormek::Testing::goWell(sessionsOf(seed), figures)) {
             std::cerr << "seed " << seed << " breaks a promise; again: script/session 0 " << seed
                       << '\n'
                       << figures << '\n';

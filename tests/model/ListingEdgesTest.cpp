@@ -149,6 +149,126 @@ TEST_F(ListingEdgesTest, PageOverAFarGapIsPlacedAtOnce) {
     EXPECT_THAT(ids(result.items()), ElementsAre(2));
 }
 
+TEST_F(ListingEdgesTest, PositionIsToldOfAnEntryThatIsHeldOnly) {
+    const auto second = entry(2);
+    deliver(0, 2, 5, {entry(1), second});
+    deliver(3, 1, 5, {entry(4)});
+    const auto added = entry(9);
+    result.addItem(added, false);
+    EXPECT_EQ(result.heldPositionOf(2), 1U);
+    EXPECT_EQ(result.heldPositionOf(4), 3U);
+    EXPECT_FALSE(result.heldPositionOf(9));
+    EXPECT_FALSE(result.heldPositionOf(4711));
+    EXPECT_FALSE(result.heldPositionOf(0));
+    result.removeItem(1);
+    EXPECT_EQ(result.heldPositionOf(2), 0U);
+    EXPECT_EQ(result.heldPositionOf(4), 2U);
+    second->id(22);
+    EXPECT_EQ(result.heldPositionOf(22), 0U);
+    EXPECT_FALSE(result.heldPositionOf(2));
+    result.invalidate();
+    EXPECT_FALSE(result.heldPositionOf(22));
+}
+
+TEST_F(ListingEdgesTest, EntriesAreContainedWhereverTheyStand) {
+    deliver(0, 1, 5, {entry(1)});
+    result.addItem(entry(8), true);
+    const auto local = makeObject(99, 7, "new");
+    result.addItem(local, false);
+    for (const unsigned long id : {1UL, 8UL, 99UL}) {
+        EXPECT_TRUE(result.contains(id)) << id;
+    }
+    EXPECT_FALSE(result.contains(2));
+    EXPECT_FALSE(result.contains(0));
+    local->id(100);
+    EXPECT_TRUE(result.contains(100));
+    EXPECT_FALSE(result.contains(99));
+    result.invalidate();
+    EXPECT_TRUE(result.contains(1));
+    result.removeItem(1);
+    EXPECT_FALSE(result.contains(1));
+}
+
+TEST_F(ListingEdgesTest, RestoredEntryStandsWhereItStoodAndItsPositionIsNotHeld) {
+    std::vector<Entry> all;
+    for (unsigned long id = 1; id <= 5; ++id) {
+        all.push_back(entry(id));
+    }
+    deliver(0, 5, 5, all);
+    result.removeItem(3);
+    result.restoreItem(all[2], 2);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 3, 4, 5));
+    EXPECT_THAT(ids(result.page(1, 3)), ElementsAre(2, 3, 4));
+    EXPECT_TRUE(current(0, 2));
+    EXPECT_FALSE(current(2, 1));
+    EXPECT_TRUE(current(3, 2));
+    EXPECT_FALSE(result.heldPositionOf(3));
+    EXPECT_EQ(result.heldPositionOf(5), 4U);
+    deliver(2, 1, 5, {all[2]});
+    EXPECT_TRUE(current(0, 5));
+}
+
+TEST_F(ListingEdgesTest, RemovalThatWasUndoneExplainsNoSmallerTotal) {
+    const std::vector<Entry> all = {entry(1), entry(2), entry(3), entry(4)};
+    deliver(0, 2, 4, {all[0], all[1]});
+    deliver(2, 2, 4, {all[2], all[3]});
+    result.removeItem(1);
+    result.restoreItem(all[0], 0);
+    deliver(0, 2, 3, {all[0], all[1]});
+    EXPECT_FALSE(current(2, 1)) << "somebody else has removed one";
+    result.removeItem(2);
+    deliver(0, 1, 2, {all[0]});
+    EXPECT_TRUE(current(0, 1));
+}
+
+TEST_F(ListingEdgesTest, EntryThatIsThereOrIsNoneIsNotRestored) {
+    const auto first = entry(1);
+    deliver(0, 2, 2, {first, entry(2)});
+    const auto added = entry(3);
+    result.addItem(added, false);
+    result.restoreItem(first, 1);
+    result.restoreItem(added, 0);
+    result.restoreItem(nullptr, 0);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 3));
+    EXPECT_TRUE(current(0, 2));
+}
+
+TEST_F(ListingEdgesTest, EntryIsRestoredBehindTheEndAndIntoAnEmptyListing) {
+    result.restoreItem(entry(1), 0);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1));
+    result.restoreItem(entry(2), 700);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2));
+    EXPECT_THAT(ids(result.page(700, 1)), ElementsAre(2));
+    EXPECT_FALSE(current(700, 1));
+}
+
+TEST_F(ListingEdgesTest, RestoringBetweenThePagesMovesWhatStandsBehind) {
+    deliver(0, 2, 6, {entry(1), entry(2)});
+    deliver(4, 2, 6, {entry(5), entry(6)});
+    result.restoreItem(entry(3), 2);
+    EXPECT_EQ(result.heldPositionOf(5), 5U);
+    EXPECT_EQ(result.heldPositionOf(6), 6U);
+    EXPECT_TRUE(current(0, 2));
+    EXPECT_FALSE(current(4, 1));
+}
+
+TEST_F(ListingEdgesTest, RestoringWhileAPageIsMergedMovesWhatItEvicted) {
+    std::vector<Entry> all;
+    for (unsigned long id = 1; id <= 6; ++id) {
+        all.push_back(entry(id));
+    }
+    deliver(0, 6, 6, all);
+    result.removeItem(3);
+    const auto namesake = makeObject(50, 7, "e6");
+    result.addPage(0, 1);
+    result.totalCount(6);
+    ASSERT_TRUE(result.removeItemByName(namesake));
+    result.addItem(namesake, true);
+    result.restoreItem(all[2], 2);
+    result.addItems(0, {namesake});
+    EXPECT_THAT(ids(result.items()), ElementsAre(50, 2, 3, 4, 5, 6));
+}
+
 TEST_F(ListingEdgesTest, ReplacingEveryEntryFromTheEndKeepsThemInPlace) {
     std::vector<Entry> all;
     std::vector<unsigned long> expected;

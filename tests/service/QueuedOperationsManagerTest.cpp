@@ -361,6 +361,17 @@ TEST_F(ParkedOperationsTest, WhatIsKnownHoldsForWhatIsParkedLater) {
     EXPECT_THAT(takeReady(), ElementsAre(1));
 }
 
+TEST_F(ParkedOperationsTest, ServerIdIsToldOnceItIsKnown) {
+    EXPECT_EQ(parked.serverId(LocalDocument), LocalDocument);
+    parked.idKnown(LocalDocument, Document);
+    EXPECT_EQ(parked.serverId(LocalDocument), Document);
+    EXPECT_EQ(parked.serverId(OtherLocalDocument), OtherLocalDocument);
+    EXPECT_EQ(parked.serverId(Document), Document);
+    EXPECT_EQ(parked.serverId(0), 0u);
+    parked.idKnown(LocalDocument, OtherFolder);
+    EXPECT_EQ(parked.serverId(LocalDocument), OtherFolder);
+}
+
 TEST_F(ParkedOperationsTest, OnlyALocalIdBecomesAServerId) {
     parkFile(1, Rename, LocalDocument, Folder, NoUser);
     EXPECT_THROW(parked.idKnown(Folder, OtherFolder), std::invalid_argument);
@@ -496,6 +507,39 @@ TEST_F(ParkedOperationsTest, OrderHoldsAcrossTheChangeOfAnId) {
     EXPECT_THAT(takeReady(), IsEmpty());
     parked.idKnown(LocalFolder, 20);
     EXPECT_THAT(takeReady(), ElementsAre(1, 2));
+}
+
+TEST_F(ParkedOperationsTest, EveryItemThatIsNamedIsTold) {
+    EXPECT_FALSE(parked.names({LocalDocument, Folder}));
+    parkMove(1, LocalDocument, OtherFolder, Folder);
+    EXPECT_TRUE(parked.names({LocalDocument}));
+    EXPECT_TRUE(parked.names({Folder}));
+    EXPECT_TRUE(parked.names({OtherFolder}));
+    EXPECT_TRUE(parked.names({Document, OtherFolder}));
+    EXPECT_FALSE(parked.names({Document, LocalFolder, User}));
+    EXPECT_FALSE(parked.names({}));
+    EXPECT_FALSE(parked.names({0}));
+    parkFile(2, Create, OtherLocalDocument, LocalFolder);
+    EXPECT_TRUE(parked.names({OtherLocalDocument}));
+    EXPECT_TRUE(parked.names({LocalFolder}));
+    parkLoad(3, {Document, OtherLocalFolder});
+    EXPECT_TRUE(parked.names({OtherLocalFolder}));
+    parkUrl(4, sessionUrl(40, 41));
+    EXPECT_TRUE(parked.names({40}));
+    EXPECT_TRUE(parked.names({41}));
+}
+
+TEST_F(ParkedOperationsTest, ItemsAreNamedByTheIdsTheyHaveNowAndWhileTheyAreParked) {
+    parkMove(1, LocalDocument, LocalFolder, Folder);
+    parked.idKnown(LocalDocument, Document);
+    EXPECT_TRUE(parked.names({Document}));
+    EXPECT_FALSE(parked.names({LocalDocument}));
+    parked.idKnown(LocalFolder, OtherFolder);
+    EXPECT_THAT(takeReady(), ElementsAre(1));
+    EXPECT_FALSE(parked.names({Document, Folder, OtherFolder, LocalFolder}));
+    parkFile(2, Rename, OtherLocalDocument, Folder);
+    parked.cancel(2);
+    EXPECT_FALSE(parked.names({OtherLocalDocument, Folder}));
 }
 
 TEST_F(ParkedOperationsTest, WhatNamesZeroSharesNoItem) {

@@ -178,7 +178,9 @@ TEST_F(RemoteChangesTest, ChangedEntryOnAPageThatIsNotHeldIsNotDrawnForward) {
     find("d");
     changeDocument(23, [](Document& document) { document.length = 7; });
     EXPECT_THAT(held(Root, page(0, 2)), ElementsAre("a", "b"));
+    client().setOnline(false);
     EXPECT_EQ(client().poll(client().list(Root, page(0, 2))).held, 2U);
+    client().setOnline(true);
     EXPECT_THAT(listed(Root), ElementsAre("a", "b", "c", "d"));
 }
 

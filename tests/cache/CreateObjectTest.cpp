@@ -1,17 +1,15 @@
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -21,56 +19,12 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-/// Calls a function when an operation is handed to it, and keeps the operation.
-class WatchingHandler : public RecordingHandler {
-  public:
-    using Watch = std::function<void(Nimra::Operation*)>;
-
-    explicit WatchingHandler(Watch watch) : _watch(std::move(watch)) {}
-    void queueOperation(Nimra::Operation* operation) override {
-        OperationHandler::queueOperation(operation);
-        _watch(operation);
-    }
-
-  private:
-    Watch _watch;
-};
-
-class WatchingQueue : public QueuedOperationsManager {
-  public:
-    using Watch = std::function<void(Nimra::Operation*)>;
-
-    explicit WatchingQueue(Watch watch) : _watch(std::move(watch)) {}
-    void push(Nimra::Operation* operation) override {
-        QueuedOperationsManager::push(operation);
-        _watch(operation);
-    }
-
-  private:
-    Watch _watch;
-};
-
 /// Puts another operation in the place of this one, which gives it another id.
 void renumber(Nimra::Operation* operation, unsigned long id) {
     auto* file = dynamic_cast<Nimra::FileOperation*>(operation);
     const Nimra::Document document = file->document();
     std::destroy_at(file);
     std::construct_at(file, id, document, 2u, nullptr);
-}
-
-/// Whether anybody holds the mutex, asked from another thread.
-bool isHeld(std::mutex& mutex) {
-    return std::async(std::launch::async,
-                      [&mutex] { return !std::unique_lock(mutex, std::try_to_lock); })
-        .get();
-}
-
-/// Whether `call`, made on another thread, comes back while this one holds the mutex.
-bool returnsWhileHeld(std::mutex& mutex, std::function<void()> call) {
-    std::future<void> done;
-    const std::lock_guard held(mutex);
-    done = std::async(std::launch::async, std::move(call));
-    return done.wait_for(20s) == std::future_status::ready;
 }
 
 /// A new document 70 that is to lie in folder 5, which the server knows.
@@ -483,7 +437,7 @@ TEST_F(CreateObjectTest, FailureOfTheQueueReachesTheCaller) {
 }
 
 TEST_F(CreateObjectTest, DirectoriesMutexIsNotTaken) {
-    EXPECT_TRUE(returnsWhileHeld(wired.probe.mutex(), [this] { create(); }));
+    EXPECT_TRUE(returnsWhileHeld([this] { create(); }, wired.probe.mutex()));
 }
 
 TEST_F(CreateObjectTest, FolderIsLookedUpUnderTheStoresMutex) {

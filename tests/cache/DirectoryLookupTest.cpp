@@ -1,22 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
-#include <future>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
-
-constexpr auto Patience = std::chrono::seconds(20);
 
 const std::string NotFound = "\nOrmek::DirectoryCache::getDirectory 2 Couldn't find directory\n";
 const std::string TagsFound = "\nOrmek::DirectoryCache::gettagDirectory 1 Found directory\n";
@@ -39,14 +33,6 @@ std::string found(const std::shared_ptr<QueryResult>& directory) {
 
 QueryResultInternal& internal(const std::shared_ptr<QueryResult>& directory) {
     return dynamic_cast<QueryResultInternal&>(*directory);
-}
-
-/// Whether `call` comes back while another thread holds both mutexes of the cache.
-bool returnsWhileBothAreHeld(DirectoryCacheProbe& probe, std::function<void()> call) {
-    std::future<void> done;
-    std::scoped_lock held(probe.mutex(), probe.itemsMutex());
-    done = std::async(std::launch::async, std::move(call));
-    return done.wait_for(Patience) == std::future_status::ready;
 }
 
 class DirectoryLookupTest : public testing::Test {

@@ -1,23 +1,17 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
-#include <future>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
-
-constexpr auto Patience = std::chrono::seconds(20);
 
 std::string step(const std::string& rest) {
     return "Ormek::DirectoryCache::loadFromService " + rest + "\n";
@@ -77,33 +71,6 @@ FilterInternal fullFilter() {
     filter.setOrder({{FilterOrder::Name, "desc"}});
     filter.contextId = 5;
     return filter;
-}
-
-/// Hands each operation to a function before it keeps it.
-class WatchingHandler : public RecordingHandler {
-  public:
-    void queueOperation(Nimra::Operation* operation) override {
-        OperationHandler::queueOperation(operation);
-        onQueued();
-    }
-    std::function<void()> onQueued = [] {};
-};
-
-class WatchingQueue : public QueuedOperationsManager {
-  public:
-    void push(Nimra::Operation* operation) override {
-        QueuedOperationsManager::push(operation);
-        onPushed();
-    }
-    std::function<void()> onPushed = [] {};
-};
-
-/// Whether `call` comes back while another thread holds both mutexes of the cache.
-bool returnsWhileBothAreHeld(DirectoryCacheProbe& probe, std::function<void()> call) {
-    std::future<void> done;
-    std::scoped_lock held(probe.mutex(), probe.itemsMutex());
-    done = std::async(std::launch::async, std::move(call));
-    return done.wait_for(Patience) == std::future_status::ready;
 }
 
 class LoadTest : public testing::Test {
@@ -304,11 +271,11 @@ TEST_F(LoadTest, OperationNeverCarriesTheOrder) {
 TEST_F(LoadTest, HandOverStandsBetweenTheLastTwoSteps) {
     const auto start =
         step("1") + step("2") + conversion(folderFilter(5)) + step("3") + step("4") + step("5");
-    WatchingHandler handler;
-    WatchingQueue parked;
-    cache.setOpWithoutIdsQueue(&parked);
     std::string whenHandedOver;
-    handler.onQueued = parked.onPushed = [&] { whenHandedOver = trace.text(); };
+    const auto note = [&](auto*) { whenHandedOver = trace.text(); };
+    const WatchingHandler handler(note);
+    WatchingQueue parked(note);
+    cache.setOpWithoutIdsQueue(&parked);
 
     cache.loadFromService(&service, folderFilter(5), &listener);
     EXPECT_EQ(whenHandedOver, start + step("6 5"));
@@ -319,12 +286,10 @@ TEST_F(LoadTest, HandOverStandsBetweenTheLastTwoSteps) {
 }
 
 TEST_F(LoadTest, ServiceIsSetBeforeTheHandOver) {
-    WatchingHandler handler;
     Nimra::DataService* whenHandedOver = nullptr;
-    handler.onQueued = [&] {
-        auto* operation = dynamic_cast<Nimra::DataLoaderOperation*>(handler.operations().front());
-        whenHandedOver = operation->service();
-    };
+    const WatchingHandler handler([&](auto* operation) {
+        whenHandedOver = dynamic_cast<Nimra::DataLoaderOperation&>(*operation).service();
+    });
 
     cache.loadFromService(&service, folderFilter(5), &listener);
 
@@ -332,10 +297,10 @@ TEST_F(LoadTest, ServiceIsSetBeforeTheHandOver) {
 }
 
 TEST_F(LoadTest, ReceiverThatThrowsKeepsTheOperation) {
-    WatchingHandler handler;
-    WatchingQueue parked;
+    const auto refuse = [](auto*) { throw std::runtime_error("full"); };
+    WatchingHandler handler(refuse);
+    WatchingQueue parked(refuse);
     cache.setOpWithoutIdsQueue(&parked);
-    handler.onQueued = parked.onPushed = [] { throw std::runtime_error("full"); };
 
     EXPECT_THROW(cache.loadFromService(&service, folderFilter(5), &listener), std::runtime_error);
     ASSERT_EQ(handler.operations().size(), 1u);
@@ -350,7 +315,7 @@ TEST_F(LoadTest, ReceiverThatThrowsKeepsTheOperation) {
 TEST_F(LoadTest, HandlerIsTheOneRegisteredAtTheTimeOfTheLoad) {
     cache.loadFromService(&service, folderFilter(5), &listener);
     {
-        WatchingHandler handler;
+        const RecordingHandler handler;
         cache.loadFromService(&service, folderFilter(5), &listener);
         EXPECT_EQ(handler.operations().size(), 1u);
     }

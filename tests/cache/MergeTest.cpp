@@ -14,6 +14,7 @@
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -165,16 +166,6 @@ class WatchedTrace : private std::streambuf {
     std::string _text;
     std::streambuf* _previous;
 };
-
-/// Whether any thread holds the mutex. A thread of its own asks, since the caller may be that one.
-bool isHeld(std::mutex& mutex) {
-    const auto ask = [&mutex] {
-        if (!mutex.try_lock()) return true;
-        mutex.unlock();
-        return false;
-    };
-    return std::async(std::launch::async, ask).get();
-}
 
 /// "store", "directories", "both" or "none", for the mutexes that are held now.
 std::string heldLocks(DirectoryCacheProbe& probe) {

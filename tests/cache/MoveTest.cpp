@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
-#include <functional>
 #include <future>
 #include <iostream>
 #include <memory>
@@ -15,6 +14,7 @@
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -22,47 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-/// Calls a function when an operation is handed to it, and keeps the operation.
-class WatchingHandler : public RecordingHandler {
-  public:
-    explicit WatchingHandler(std::function<void()> watch) : _watch(std::move(watch)) {}
-    void queueOperation(Nimra::Operation* operation) override {
-        OperationHandler::queueOperation(operation);
-        _watch();
-    }
-
-  private:
-    std::function<void()> _watch;
-};
-
-class WatchingQueue : public QueuedOperationsManager {
-  public:
-    explicit WatchingQueue(std::function<void()> watch) : _watch(std::move(watch)) {}
-    void push(Nimra::Operation* operation) override {
-        QueuedOperationsManager::push(operation);
-        _watch();
-    }
-
-  private:
-    std::function<void()> _watch;
-};
-
-/// Whether `call`, made on another thread, comes back while this one holds the mutexes.
-template <class... Mutexes>
-bool returnsWhileHeld(std::function<void()> call, Mutexes&... mutexes) {
-    std::future<void> done;
-    const std::scoped_lock held(mutexes...);
-    done = std::async(std::launch::async, std::move(call));
-    return done.wait_for(20s) == std::future_status::ready;
-}
-
-/// Whether anybody holds the mutex, asked from another thread.
-bool isHeld(std::mutex& mutex) {
-    return std::async(std::launch::async,
-                      [&mutex] { return !std::unique_lock(mutex, std::try_to_lock); })
-        .get();
-}
 
 /// Notes, for each line of the trace, which mutexes of the cache are held while it is written.
 class LockRecorder : private std::streambuf {
@@ -439,7 +398,7 @@ TEST_F(MoveObjectTest, WithoutAServerIdTheItemIsMovedAndTheOperationParked) {
 TEST_F(MoveObjectTest, ItemHasMovedBeforeTheOperationIsSent) {
     unsigned long parentAtHandOver = 0;
     unsigned long countsAtHandOver[2] = {9, 9};
-    const WatchingHandler handler([&] {
+    const WatchingHandler handler([&](auto*) {
         parentAtHandOver = document->parentId();
         countsAtHandOver[0] = left->count();
         countsAtHandOver[1] = entered->count();
@@ -454,7 +413,7 @@ TEST_F(MoveObjectTest, ItemHasMovedBeforeTheOperationIsSent) {
 TEST_F(MoveObjectTest, ItemHasMovedAndTheLineIsWrittenBeforeTheOperationIsParked) {
     unsigned long parentAtHandOver = 0;
     std::string traceAtHandOver;
-    WatchingQueue queue([&] {
+    WatchingQueue queue([&](auto*) {
         parentAtHandOver = document->parentId();
         traceAtHandOver = trace.text();
     });
@@ -467,7 +426,7 @@ TEST_F(MoveObjectTest, ItemHasMovedAndTheLineIsWrittenBeforeTheOperationIsParked
 }
 
 TEST_F(MoveObjectTest, ItemStaysMovedWhenTheHandOverFails) {
-    const WatchingHandler handler([] { throw std::runtime_error("full"); });
+    const WatchingHandler handler([](auto*) { throw std::runtime_error("full"); });
 
     EXPECT_THROW(cache.moveObject(3, 5, 7, 6, "name", &protocol), std::runtime_error);
 

@@ -1,20 +1,17 @@
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <future>
 #include <iostream>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -22,35 +19,6 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
-
-/// Hands each operation to a function after it has kept it.
-class WatchingHandler : public RecordingHandler {
-  public:
-    using Watch = std::function<void(Nimra::Operation*)>;
-
-    explicit WatchingHandler(Watch watch) : _watch(std::move(watch)) {}
-    void queueOperation(Nimra::Operation* operation) override {
-        OperationHandler::queueOperation(operation);
-        _watch(operation);
-    }
-
-  private:
-    Watch _watch;
-};
-
-class WatchingQueue : public QueuedOperationsManager {
-  public:
-    using Watch = std::function<void(Nimra::Operation*)>;
-
-    explicit WatchingQueue(Watch watch) : _watch(std::move(watch)) {}
-    void push(Nimra::Operation* operation) override {
-        QueuedOperationsManager::push(operation);
-        _watch(operation);
-    }
-
-  private:
-    Watch _watch;
-};
 
 /// Drops what it is given and fails.
 class FailingHandler : public RecordingHandler {
@@ -109,13 +77,6 @@ void renumber(Nimra::Operation* operation, unsigned long id) {
     const unsigned int kind = file->kind();
     std::destroy_at(file);
     std::construct_at(file, id, document, kind, nullptr);
-}
-
-/// Whether anybody holds the mutex, asked from another thread.
-bool isHeld(std::mutex& mutex) {
-    return std::async(std::launch::async,
-                      [&mutex] { return !std::unique_lock(mutex, std::try_to_lock); })
-        .get();
 }
 
 /// Document 7, "cached", lies in folder 5 of the cache. The front end's picture of it is ahead:

@@ -1,22 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <functional>
-#include <future>
 #include <memory>
-#include <mutex>
 #include <regex>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
-
-constexpr auto Patience = std::chrono::seconds(20);
 
 const std::string Asked = "in DirectoryCache::get(Ormek::FilterInternal filter\n";
 const std::string NoDirectory = "\nOrmek::DirectoryCache::getDirectory 2 Couldn't find directory\n";
@@ -67,14 +61,6 @@ FilterInternal byPassing(FilterInternal filter) {
 FilterInternal withContext(FilterInternal filter, unsigned long contextId) {
     filter.contextId = contextId;
     return filter;
-}
-
-/// Whether `call` comes back while another thread holds both mutexes of the cache.
-bool returnsWhileBothAreHeld(DirectoryCacheProbe& probe, std::function<void()> call) {
-    std::future<void> done;
-    std::scoped_lock held(probe.mutex(), probe.itemsMutex());
-    done = std::async(std::launch::async, std::move(call));
-    return done.wait_for(Patience) == std::future_status::ready;
 }
 
 class QueryTest : public testing::Test {

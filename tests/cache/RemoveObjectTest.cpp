@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
-#include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
@@ -12,6 +11,7 @@
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -19,31 +19,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-/// Calls a function when an operation is handed to it, and keeps the operation.
-class WatchingHandler : public RecordingHandler {
-  public:
-    explicit WatchingHandler(std::function<void()> watch) : _watch(std::move(watch)) {}
-    void queueOperation(Nimra::Operation* operation) override {
-        OperationHandler::queueOperation(operation);
-        _watch();
-    }
-
-  private:
-    std::function<void()> _watch;
-};
-
-class WatchingQueue : public QueuedOperationsManager {
-  public:
-    explicit WatchingQueue(std::function<void()> watch) : _watch(std::move(watch)) {}
-    void push(Nimra::Operation* operation) override {
-        QueuedOperationsManager::push(operation);
-        _watch();
-    }
-
-  private:
-    std::function<void()> _watch;
-};
 
 /// Document 7 and its neighbour 8 lie in folder 5 and stand in its directory; entry 9 makes the
 /// counts differ from each other.
@@ -245,7 +220,7 @@ TEST_F(RemoveObjectTest, KeyValueDirectoriesAreLeftAlone) {
 TEST_F(RemoveObjectTest, ListingStillHoldsTheDocumentWhenTheOperationIsSent) {
     std::vector<std::shared_ptr<Item>> listed;
     std::string traceAtHandOver;
-    const WatchingHandler handler([&] {
+    const WatchingHandler handler([&](auto*) {
         listed = directory->items();
         traceAtHandOver = trace.text();
     });
@@ -260,7 +235,7 @@ TEST_F(RemoveObjectTest, ListingStillHoldsTheDocumentWhenTheOperationIsSent) {
 TEST_F(RemoveObjectTest, ListingStillHoldsTheDocumentWhenTheOperationIsParked) {
     std::vector<std::shared_ptr<Item>> listed;
     std::string traceAtHandOver;
-    WatchingQueue queue([&] {
+    WatchingQueue queue([&](auto*) {
         listed = directory->items();
         traceAtHandOver = trace.text();
     });
@@ -274,7 +249,7 @@ TEST_F(RemoveObjectTest, ListingStillHoldsTheDocumentWhenTheOperationIsParked) {
 }
 
 TEST_F(RemoveObjectTest, ListingKeepsTheDocumentWhenTheHandOverFails) {
-    const WatchingHandler handler([] { throw std::runtime_error("full"); });
+    const WatchingHandler handler([](auto*) { throw std::runtime_error("full"); });
 
     EXPECT_THROW(cache.removeObject(5, 7, 3, &protocol), std::runtime_error);
 
@@ -283,7 +258,7 @@ TEST_F(RemoveObjectTest, ListingKeepsTheDocumentWhenTheHandOverFails) {
 
 TEST_F(RemoveObjectTest, OperationIsHandedOverBeforeTheDirectoriesMutexIsNeeded) {
     std::promise<void> handedOver;
-    const WatchingHandler handler([&] { handedOver.set_value(); });
+    const WatchingHandler handler([&](auto*) { handedOver.set_value(); });
     std::future<unsigned long> removed;
     std::unique_lock held(wired.probe.mutex());
 

@@ -1,6 +1,5 @@
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <functional>
 #include <future>
 #include <iostream>
@@ -15,6 +14,7 @@
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -22,40 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-/// Calls a function when an operation is handed to it, and keeps the operation.
-class WatchingHandler : public RecordingHandler {
-  public:
-    explicit WatchingHandler(std::function<void()> watch) : _watch(std::move(watch)) {}
-    void queueOperation(Nimra::Operation* operation) override {
-        OperationHandler::queueOperation(operation);
-        _watch();
-    }
-
-  private:
-    std::function<void()> _watch;
-};
-
-class WatchingQueue : public QueuedOperationsManager {
-  public:
-    explicit WatchingQueue(std::function<void()> watch) : _watch(std::move(watch)) {}
-    void push(Nimra::Operation* operation) override {
-        QueuedOperationsManager::push(operation);
-        _watch();
-    }
-
-  private:
-    std::function<void()> _watch;
-};
-
-/// Whether `call`, made on another thread, comes back while this one holds the mutexes.
-template <class... Mutexes>
-bool returnsWhileHeld(std::function<void()> call, Mutexes&... mutexes) {
-    std::future<void> done;
-    const std::scoped_lock held(mutexes...);
-    done = std::async(std::launch::async, std::move(call));
-    return done.wait_for(20s) == std::future_status::ready;
-}
 
 /// Counts how often std::cout is flushed during its life.
 class FlushCounter : private std::stringbuf {
@@ -95,13 +61,6 @@ class LineWatcher : private std::streambuf {
     std::function<void(const std::string&)> _watch;
     std::streambuf* _previous;
 };
-
-/// Whether anybody holds the mutex, asked from another thread.
-bool isHeld(std::mutex& mutex) {
-    return std::async(std::launch::async,
-                      [&mutex] { return !std::unique_lock(mutex, std::try_to_lock); })
-        .get();
-}
 
 /// Document 7, "old name", lies in folder 5; two more entries and two directories make the counts
 /// differ from each other.
@@ -393,7 +352,7 @@ TEST_F(RenameTest, WithoutAUserTheItemIsRenamedAndTheOperationParked) {
 
 TEST_F(RenameTest, ItemHasItsNewNameBeforeTheOperationIsSent) {
     std::string nameAtHandOver;
-    const WatchingHandler handler([&] { nameAtHandOver = document->name(); });
+    const WatchingHandler handler([&](auto*) { nameAtHandOver = document->name(); });
 
     cache.renameObject(20, 7, 3, "new name", &protocol);
 
@@ -402,7 +361,7 @@ TEST_F(RenameTest, ItemHasItsNewNameBeforeTheOperationIsSent) {
 
 TEST_F(RenameTest, ItemHasItsNewNameBeforeTheOperationIsParked) {
     std::string nameAtHandOver;
-    WatchingQueue queue([&] { nameAtHandOver = document->name(); });
+    WatchingQueue queue([&](auto*) { nameAtHandOver = document->name(); });
     cache.setOpWithoutIdsQueue(&queue);
 
     cache.renameObject(20, 7, 0, "new name", &protocol);
@@ -412,7 +371,7 @@ TEST_F(RenameTest, ItemHasItsNewNameBeforeTheOperationIsParked) {
 
 TEST_F(RenameTest, TraceHasReachedTheParkLineWhenTheOperationIsParked) {
     std::string traceAtHandOver;
-    WatchingQueue queue([&] { traceAtHandOver = trace.text(); });
+    WatchingQueue queue([&](auto*) { traceAtHandOver = trace.text(); });
     cache.setOpWithoutIdsQueue(&queue);
 
     const auto id = cache.renameObject(20, 7, 0, "new name", &protocol);
@@ -421,7 +380,7 @@ TEST_F(RenameTest, TraceHasReachedTheParkLineWhenTheOperationIsParked) {
 }
 
 TEST_F(RenameTest, NewNameStaysWhenTheHandOverFails) {
-    const WatchingHandler handler([] { throw std::runtime_error("full"); });
+    const WatchingHandler handler([](auto*) { throw std::runtime_error("full"); });
 
     EXPECT_THROW(cache.renameObject(20, 7, 3, "new name", &protocol), std::runtime_error);
 

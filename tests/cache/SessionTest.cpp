@@ -1,57 +1,23 @@
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <functional>
-#include <future>
 #include <iostream>
 #include <limits>
 #include <locale>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
 
-using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
-
-/// Hands each operation to a function after it has kept it.
-class WatchingHandler : public RecordingHandler {
-  public:
-    using Watch = std::function<void(Nimra::Operation*)>;
-
-    explicit WatchingHandler(Watch watch) : _watch(std::move(watch)) {}
-    void queueOperation(Nimra::Operation* operation) override {
-        OperationHandler::queueOperation(operation);
-        _watch(operation);
-    }
-
-  private:
-    Watch _watch;
-};
-
-class WatchingQueue : public QueuedOperationsManager {
-  public:
-    using Watch = std::function<void(Nimra::Operation*)>;
-
-    explicit WatchingQueue(Watch watch) : _watch(std::move(watch)) {}
-    void push(Nimra::Operation* operation) override {
-        QueuedOperationsManager::push(operation);
-        _watch(operation);
-    }
-
-  private:
-    Watch _watch;
-};
 
 /// Puts another operation in the place of this one, which gives it another id.
 void renumber(Nimra::Operation* operation, unsigned long id) {
@@ -59,13 +25,6 @@ void renumber(Nimra::Operation* operation, unsigned long id) {
     const Nimra::ItemFilter filter = load->filter();
     std::destroy_at(load);
     std::construct_at(load, id, filter, nullptr);
-}
-
-/// Whether anybody holds the mutex, asked from another thread.
-bool isHeld(std::mutex& mutex) {
-    return std::async(std::launch::async,
-                      [&mutex] { return !std::unique_lock(mutex, std::try_to_lock); })
-        .get();
 }
 
 /// Writes numbers in groups of three, with commas, by default during its life.
@@ -318,13 +277,8 @@ TEST_F(SessionTest, NoLockIsHeldWhileTheOperationIsParked) {
 }
 
 TEST_F(SessionTest, NoLockIsTakenAtAll) {
-    std::future<unsigned long> done;
-    const std::scoped_lock held(wired.probe.mutex(), wired.probe.itemsMutex());
-
-    done = std::async(std::launch::async,
-                      [this] { return cache.getObjectSession(12, 345, 3, &protocol); });
-
-    EXPECT_EQ(done.wait_for(20s), std::future_status::ready);
+    EXPECT_TRUE(returnsWhileBothAreHeld(wired.probe,
+                                        [this] { cache.getObjectSession(12, 345, 3, &protocol); }));
 }
 
 TEST_F(SessionTest, FailureOfTheHandlerReachesTheCaller) {

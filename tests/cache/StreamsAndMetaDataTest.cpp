@@ -1,16 +1,14 @@
 #include <gmock/gmock.h>
 
-#include <chrono>
-#include <functional>
 #include <future>
 #include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -19,14 +17,6 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Pair;
-
-/// Whether `call`, made on another thread, comes back while this one holds the mutex.
-bool returnsWhileHeld(std::mutex& mutex, std::function<void()> call) {
-    std::future<void> done;
-    const std::lock_guard held(mutex);
-    done = std::async(std::launch::async, std::move(call));
-    return done.wait_for(20s) == std::future_status::ready;
-}
 
 /// Keeps what it is given, and the trace up to that moment.
 class TracingQueue : public QueuedOperationsManager {
@@ -181,7 +171,7 @@ TEST_F(StreamsTest, CacheIsLeftAlone) {
 }
 
 TEST_F(StreamsTest, DirectoriesMutexIsNotTaken) {
-    EXPECT_TRUE(returnsWhileHeld(wired.probe.mutex(), [this] { getStreams(3); }));
+    EXPECT_TRUE(returnsWhileHeld([this] { getStreams(3); }, wired.probe.mutex()));
 }
 
 TEST_F(StreamsTest, FlagIsLookedUpUnderTheStoresMutex) {
@@ -309,7 +299,7 @@ TEST_F(SaveMetaDataTest, CacheIsLeftAlone) {
 }
 
 TEST_F(SaveMetaDataTest, DirectoriesMutexIsNotTaken) {
-    EXPECT_TRUE(returnsWhileHeld(wired.probe.mutex(), [this] { save(3); }));
+    EXPECT_TRUE(returnsWhileHeld([this] { save(3); }, wired.probe.mutex()));
 }
 
 TEST_F(SaveMetaDataTest, FlagIsLookedUpUnderTheStoresMutex) {

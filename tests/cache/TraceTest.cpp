@@ -1,20 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <future>
 #include <iomanip>
 #include <iostream>
 #include <locale>
 #include <memory>
-#include <mutex>
 #include <ostream>
 #include <streambuf>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
+#include "tests/support/WatchingFakes.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -194,16 +192,6 @@ class FailingBuffer : public std::streambuf {
     }
     int _left;
 };
-
-/// Whether any thread holds the mutex. A thread of its own asks, since the caller may be that one.
-bool isHeld(std::mutex& mutex) {
-    const auto ask = [&mutex] {
-        if (!mutex.try_lock()) return true;
-        mutex.unlock();
-        return false;
-    };
-    return std::async(std::launch::async, ask).get();
-}
 
 // --- A stream that has failed ---------------------------------------------------------------
 

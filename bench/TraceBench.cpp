@@ -61,7 +61,9 @@ class TraceTo {
 // --- One line ------------------------------------------------------------------------------
 
 constexpr std::string_view Label = "Ormek::DirectoryCache::getItem 1.2 parentId: ";
-constexpr unsigned long ParentId = 2'305'843'009'213'693'951;
+// Not known to the compiler, which would write its digits itself.
+volatile unsigned long parentId = 2'305'843'009'213'693'951;
+volatile unsigned long oldParentId = 0;
 constexpr int LinesPerTurn = 1000;
 
 void traceLines(benchmark::State& state) {
@@ -70,7 +72,9 @@ void traceLines(benchmark::State& state) {
     unsigned long id = 0;
     for (auto _ : state) {
         for (int line = 0; line < LinesPerTurn; ++line) {
-            trace(Label, ParentId, " ", 0UL, " ", ++id, "\n");
+            const unsigned long parent = parentId;
+            const unsigned long oldParent = oldParentId;
+            trace(Label, parent, " ", oldParent, " ", ++id, "\n");
         }
         file.rewind();
     }
@@ -91,8 +95,8 @@ void formatLines(benchmark::State& state) {
         for (int line = 0; line < LinesPerTurn; ++line) {
             std::array<char, 512> buffer;
             char* end = append(buffer.data(), Label);
-            end = append(append(end, ParentId), " ");
-            end = append(append(end, 0UL), " ");
+            end = append(append(end, parentId), " ");
+            end = append(append(end, oldParentId), " ");
             end = append(append(end, ++id), "\n");
             out.write(buffer.data(), end - buffer.data());
         }

@@ -57,9 +57,10 @@ namespace Ormek {
 /// written.
 class DirectoryCache {
   public:
-    DirectoryCache() = default;
+    DirectoryCache();
     DirectoryCache(const DirectoryCache&) = delete;
     DirectoryCache& operator=(const DirectoryCache&) = delete;
+    ~DirectoryCache();
 
     // --- Wiring. No lock. ------------------------------------------------------------------
 
@@ -307,6 +308,8 @@ class DirectoryCache {
   private:
     friend class DirectoryCacheProbe;
 
+    struct Indexes;
+
     // The first directory that an entry matches; null when there is none.
     QueryResultInternal* firstDirectoryOf(const Item& item) const;
     // Takes the directories' mutex.
@@ -342,7 +345,7 @@ class DirectoryCache {
     std::list<std::shared_ptr<QueryResult>> _keyValueDirectories;
     std::unordered_map<unsigned long, std::shared_ptr<Item>> _items;
     std::unordered_map<std::string, std::shared_ptr<Item>> _keyValues;
-    [[maybe_unused]] unsigned long _reserved = 0;
+    std::unique_ptr<Indexes> _indexes;  // Of both lists of directories.
     Nimra::ItemEventProtocol* _loadListener = nullptr;
     std::map<int, Nimra::DataService*>* _services = nullptr;
     ObjectUpdater* _objectUpdater = nullptr;

@@ -114,7 +114,8 @@ void DirectoryCache::moveItem(unsigned long itemId, unsigned long newParentId,
     item->oldParentId(oldParentId);
     item->parentId(newParentId);
     const std::lock_guard lock(_mutex);
-    for (const auto& directory : _directories) {
+    // What an entry matches is about its parent.
+    const auto edit = [&](const std::shared_ptr<QueryResult>& directory) {
         QueryResultInternal& internal = internalOf(directory);
         if (internal.filter().matchesDataId(oldParentId)) {
             trace("DirectoryCache::Move removing item", "\n");
@@ -123,7 +124,9 @@ void DirectoryCache::moveItem(unsigned long itemId, unsigned long newParentId,
             trace("DirectoryCache::Move adding item", "\n");
             internal.addItem(item, false);
         }
-    }
+        return false;
+    };
+    _indexes->listings.visit(oldParentId, item->parentId(), edit);
 }
 
 unsigned long DirectoryCache::moveObject(unsigned long userId, unsigned long oldParentId,

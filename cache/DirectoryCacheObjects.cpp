@@ -158,8 +158,17 @@ void DirectoryCache::cacheKeyValuePtr(std::string key, std::shared_ptr<Object> o
 }
 
 QueryResultInternal* DirectoryCache::firstDirectoryOf(const Item& item) const {
-    return firstDirectory(
-        _directories, [&item](const FilterInternal& filter) { return filter.matchesQuery(item); });
+    QueryResultInternal* found = nullptr;
+    // What an entry matches is about its parent.
+    _indexes->listings.visit(item.parentId(), [&](const std::shared_ptr<QueryResult>& directory) {
+        QueryResultInternal& internal = internalOf(directory);
+        if (!internal.filter().matchesQuery(item)) {
+            return false;
+        }
+        found = &internal;
+        return true;
+    });
+    return found;
 }
 
 }  // namespace Ormek

@@ -5,6 +5,7 @@
 #include "cache/Directories.h"
 #include "cache/DirectoryCache.h"
 #include "cache/Trace.h"
+#include "model/WriteSide.h"
 
 namespace Ormek {
 
@@ -14,11 +15,12 @@ constexpr int ListingService = 0;
 constexpr int KeyValueService = 16;
 
 void traceEntries(const std::vector<std::shared_ptr<Item>>& entries) {
+    std::string room;
     for (const auto& entry : entries) {
         if (!tracing()) {
             return;
         }
-        trace("item in directory: ", entry->id(), " name: ", entry->name(), "\n");
+        trace("item in directory: ", entry->id(), " name: ", nameOf(*entry, room), "\n");
     }
 }
 
@@ -31,6 +33,7 @@ bool DirectoryCache::get(FilterInternal filter, std::shared_ptr<QueryResult>& re
         const std::shared_ptr<QueryResult> directory =
             std::make_shared<QueryResultInternal>(filter);
         _directories.push_back(directory);
+        _indexes->listings.update();
         result = _directories.back();
         trace("\n", "Ormek::DirectoryCache::get 1 ", static_cast<const void*>(&directory),
               " Added directory", static_cast<const void*>(&result), "\n");
@@ -64,6 +67,7 @@ bool DirectoryCache::getKeyValues(FilterInternal filter, std::shared_ptr<QueryRe
     }
     const std::shared_ptr<QueryResult> directory = std::make_shared<QueryResultInternal>(filter);
     _keyValueDirectories.push_back(directory);
+    _indexes->keyValues.update();
     result = _keyValueDirectories.back();
     trace("\n", "Ormek::DirectoryCache::gettag 1 ", static_cast<const void*>(&directory),
           " Added directory", static_cast<const void*>(&result), " ",
@@ -88,37 +92,52 @@ unsigned long DirectoryCache::getKeyValues(FilterInternal filter,
     return handOver(std::move(operation), handler, filter.contextId != 0);
 }
 
-// A found directory's entries are traced twice, which is meant. The snapshots serve the trace
-// alone, so none is taken when nobody reads it.
+// A found directory's entries are traced twice, which is meant. Whoever reads the trace sees every
+// directory on the way; otherwise neither the walk nor the snapshots are needed.
 std::shared_ptr<QueryResult> DirectoryCache::getDirectory(FilterInternal filter) {
     trace("\n", "Ormek::DirectoryCache::getDirectory count", _directories.size(), "\n");
-    for (const auto& directory : _directories) {
+    std::shared_ptr<QueryResult> found;
+    const auto look = [&](const std::shared_ptr<QueryResult>& directory) {
         std::vector<std::shared_ptr<Item>> entries;
         if (tracing()) {
             entries = directory->items();
             traceEntries(entries);
         }
-        if (internalOf(directory).filter().sameListing(filter)) {
-            traceEntries(entries);
-            traceAndFlush("it: ", static_cast<const void*>(directory.get()), "\n");
-            return directory;
+        if (!internalOf(directory).filter().sameListing(filter)) {
+            return false;
         }
+        traceEntries(entries);
+        traceAndFlush("it: ", static_cast<const void*>(directory.get()), "\n");
+        found = directory;
+        return true;
+    };
+    if (tracing()) {
+        _indexes->listings.visitAll(look);
+    } else {
+        _indexes->listings.visitListings(filter, look);
     }
-    trace("\n", "Ormek::DirectoryCache::getDirectory 2", " Couldn't find directory", "\n");
-    return nullptr;
+    if (!found) {
+        trace("\n", "Ormek::DirectoryCache::getDirectory 2", " Couldn't find directory", "\n");
+    }
+    return found;
 }
 
 std::shared_ptr<QueryResult> DirectoryCache::getKeyValueDirectory(FilterInternal filter) {
     trace("\n", "Ormek::DirectoryCache::gettagDirectory count", _keyValueDirectories.size(), "\n");
-    for (const auto& directory : _keyValueDirectories) {
+    std::shared_ptr<QueryResult> found;
+    _indexes->keyValues.visitListings(filter, [&](const std::shared_ptr<QueryResult>& directory) {
         if (internalOf(directory).filter().sameListing(filter)) {
-            trace("\n", "Ormek::DirectoryCache::gettagDirectory 1", " Found directory", "\n");
-            return directory;
+            found = directory;
         }
+        return found != nullptr;
+    });
+    if (found) {
+        trace("\n", "Ormek::DirectoryCache::gettagDirectory 1", " Found directory", "\n");
+    } else {
+        // The words of the other look-up, which is meant.
+        trace("\n", "Ormek::DirectoryCache::getDirectory 2", " Couldn't find directory", "\n");
     }
-    // The words of the other look-up, which is meant.
-    trace("\n", "Ormek::DirectoryCache::getDirectory 2", " Couldn't find directory", "\n");
-    return nullptr;
+    return found;
 }
 
 std::shared_ptr<QueryResult> DirectoryCache::add(QueryResult result) {

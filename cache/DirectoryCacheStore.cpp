@@ -5,8 +5,14 @@
 #include "cache/Directories.h"
 #include "cache/DirectoryCache.h"
 #include "cache/Trace.h"
+#include "model/WriteSide.h"
 
 namespace Ormek {
+
+DirectoryCache::DirectoryCache()
+    : _indexes(std::make_unique<Indexes>(_directories, _keyValueDirectories)) {}
+
+DirectoryCache::~DirectoryCache() = default;
 
 void DirectoryCache::setServices(std::map<int, Nimra::DataService*>* services) {
     _services = services;
@@ -80,12 +86,15 @@ std::vector<std::shared_ptr<Item>> DirectoryCache::getChildren(unsigned long par
 }
 
 std::shared_ptr<QueryResult> DirectoryCache::getDirectory(unsigned long dataId) {
-    for (const auto& directory : _directories) {
-        if (internalOf(directory).filter().matchesDataId(dataId)) {
-            return directory;
+    std::shared_ptr<QueryResult> found;
+    _indexes->listings.visit(dataId, [&](const std::shared_ptr<QueryResult>& directory) {
+        if (!internalOf(directory).filter().matchesDataId(dataId)) {
+            return false;
         }
-    }
-    return nullptr;
+        found = directory;
+        return true;
+    });
+    return found;
 }
 
 void DirectoryCache::printAllItems() {
@@ -105,10 +114,16 @@ void DirectoryCache::printAllItems() {
 }
 
 std::shared_ptr<Container> DirectoryCache::castContainer(std::shared_ptr<Item> item) {
+    if (ContainerInternal* container = item ? containerWriteSide(*item) : nullptr) {
+        return {item, container};
+    }
     return std::dynamic_pointer_cast<Container>(item);
 }
 
 std::shared_ptr<Object> DirectoryCache::castObject(std::shared_ptr<Item> item) {
+    if (ObjectInternal* object = item ? objectWriteSide(*item) : nullptr) {
+        return {item, object};
+    }
     return std::dynamic_pointer_cast<Object>(item);
 }
 
@@ -119,12 +134,13 @@ void DirectoryCache::removeItemFromCache(unsigned long id) {
 
 void DirectoryCache::removeItem(unsigned long parentId, unsigned long id) {
     const std::lock_guard lock(_mutex);
-    for (const auto& directory : _directories) {
+    _indexes->listings.visit(parentId, [=](const std::shared_ptr<QueryResult>& directory) {
         QueryResultInternal& internal = internalOf(directory);
         if (internal.filter().matchesDataId(parentId)) {
             internal.removeItem(id);
         }
-    }
+        return false;
+    });
     removeItemFromCache(id);
 }
 
@@ -137,11 +153,14 @@ void DirectoryCache::removeContainer(Container container) {
 // Unlike removeItem this stops at the first directory, which is meant.
 void DirectoryCache::removeItemFromDirectories(unsigned long dataId, unsigned long itemId) {
     const std::lock_guard lock(_mutex);
-    if (QueryResultInternal* directory = firstDirectory(
-            _directories,
-            [dataId](const FilterInternal& filter) { return filter.matchesDataId(dataId); })) {
-        directory->removeItem(itemId);
-    }
+    _indexes->listings.visit(dataId, [=](const std::shared_ptr<QueryResult>& directory) {
+        QueryResultInternal& internal = internalOf(directory);
+        const bool isIt = internal.filter().matchesDataId(dataId);
+        if (isIt) {
+            internal.removeItem(itemId);
+        }
+        return isIt;
+    });
 }
 
 void DirectoryCache::updateItemId(unsigned long oldId, unsigned long newId) {

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <iostream>
 #include <string_view>
 
@@ -12,7 +13,15 @@ namespace Ormek {
 /// and flags are.
 class TraceLine {
   public:
-    void add(std::string_view text);
+    void add(std::string_view text) {
+        if (text.size() > Capacity - _size) {
+            addInPieces(text);
+            return;
+        }
+        // Never null: a text of no length may lie nowhere.
+        std::memcpy(_buffer.data() + _size, text.empty() ? "" : text.data(), text.size());
+        _size += text.size();
+    }
     void add(const char* text) { add(std::string_view(text)); }
     void add(unsigned long number);
     void add(long number);
@@ -24,6 +33,10 @@ class TraceLine {
 
   private:
     static constexpr std::size_t Capacity = 512;
+
+    void addInPieces(std::string_view text);
+    template <class Number>
+    void addDigits(Number number, int base);
 
     std::array<char, Capacity> _buffer;
     std::size_t _size = 0;

@@ -33,8 +33,8 @@ std::string Filter::renderOrder() const {
     return text;
 }
 
-bool Filter::nameContainsQuery(const std::string& name) const {
-    return name.find(_query) != std::string::npos;
+bool Filter::nameContainsQuery(std::string_view name) const {
+    return name.find(_query) != std::string_view::npos;
 }
 
 bool Filter::sameListing(const Filter& other) const {

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -53,7 +54,7 @@ class Filter {
     std::string renderOrder() const;
     /// Whether both describe the same listing; page, by-pass flag and companion do not take part.
     bool sameListing(const Filter& other) const;
-    bool nameContainsQuery(const std::string& name) const;
+    bool nameContainsQuery(std::string_view name) const;
 
   private:
     enum Flag : std::uint32_t { Ascending = 1, ContainerFirst = 2, Deleted = 4 };

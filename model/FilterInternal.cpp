@@ -4,6 +4,7 @@
 
 #include "model/Container.h"
 #include "model/Item.h"
+#include "model/WriteSide.h"
 
 namespace Ormek {
 
@@ -75,7 +76,8 @@ bool FilterInternal::matchesQuery(const Item& item) const {
             return false;
         }
     }
-    return nameContainsQuery(item.name());
+    std::string room;
+    return nameContainsQuery(nameOf(item, room));
 }
 
 }  // namespace Ormek

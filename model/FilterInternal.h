@@ -21,6 +21,8 @@ class FilterInternal : public Filter {
 
     /// Ids of the folders whose entries are listed.
     std::vector<unsigned long> getDataId() const { return _dataId; }
+    /// The same without a copy.
+    const std::vector<unsigned long>& dataIds() const { return _dataId; }
     /// The user whose listing it is.
     unsigned long getUserId() const { return _userId; }
     std::string getGroup() const { return _group; }

@@ -1,4 +1,4 @@
-// A user's changes to single entries, with so many directories of 10,000 entries alive.
+// A user's changes to single entries, with so many directories alive.
 
 #include <benchmark/benchmark.h>
 
@@ -61,13 +61,15 @@ class RankedTree {
 /// The cache and its yardstick with the same directories. Benchmarks leave the same entries in
 /// them, but not in the same places.
 struct Tree {
-    static Tree& of(long directories) {
-        static std::map<long, Tree> trees;
-        return trees.try_emplace(directories, directories).first->second;
+    static Tree& of(long directories, long entriesEach) {
+        static std::map<std::pair<long, long>, Tree> trees;
+        return trees.try_emplace({directories, entriesEach}, directories, entriesEach)
+            .first->second;
     }
 
-    explicit Tree(long directories)
-        : corpus(static_cast<std::size_t>(directories) * Corpus::LargestFolder) {}
+    Tree(long directories, long entriesEach)
+        : corpus(static_cast<std::size_t>(directories * entriesEach),
+                 static_cast<std::size_t>(entriesEach)) {}
 
     DirectoryCache& cache() {
         if (!_cache) {
@@ -94,7 +96,7 @@ struct Tree {
     std::unique_ptr<RankedTree> _ranked;
 };
 
-Tree& treeOf(const benchmark::State& state) { return Tree::of(state.range(0)); }
+Tree& treeOf(const benchmark::State& state) { return Tree::of(state.range(0), state.range(1)); }
 
 // --- Renaming ------------------------------------------------------------------------------
 
@@ -223,8 +225,9 @@ void removeFromBoost(benchmark::State& state) {
 }
 
 void directories(benchmark::internal::Benchmark* benchmark) {
+    benchmark->Args({10, 100});
     for (const long count : {1L, 10L, 100L}) {
-        benchmark->Arg(count);
+        benchmark->Args({count, 10'000});
     }
 }
 

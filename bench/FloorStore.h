@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -68,8 +69,8 @@ class FloorStore {
     // Puts the entry where one of its name stands.
     static void replace(Folder& folder, const Entry& entry) {
         const auto place = std::lower_bound(
-            folder.begin(), folder.end(), entry->name(),
-            [](const Entry& a, const std::string& name) { return a && a->name() < name; });
+            folder.begin(), folder.end(), entry->nameView(),
+            [](const Entry& a, const std::string& name) { return a && a->nameView() < name; });
         if (place != folder.end()) {
             *place = entry;
         }

@@ -180,8 +180,11 @@ void emptyBesideOneWithoutId(benchmark::State& state) {
     for (auto _ : state) {
         FilledCache filled(corpus);
         filled.deliverAll();
+        // Behind the others, where no other record stands.
         const auto directory = std::dynamic_pointer_cast<QueryResultInternal>(filled.directory(0));
-        directory->addItem(entryOf(Nimra::Document(0, corpus.folderId(0), 1, "")), false);
+        directory->addPage(corpus.size(), 1);
+        directory->totalCount(corpus.size() + 1);
+        directory->addItems(corpus.size(), {entryOf(Nimra::Document(0, 1, 1, ""))});
         Stopwatch watch;
         watch.time([&] {
             for (const unsigned long id : ids) {

@@ -152,7 +152,30 @@ void writeLines(benchmark::State& state) {
     state.counters["bytes"] = static_cast<double>(text.size());
 }
 
+// What it takes to put the lines together, from what lies ready.
+void formatEntries(benchmark::State& state) {
+    const Corpus corpus(static_cast<std::size_t>(state.range(0)));
+    std::vector<std::pair<unsigned long, std::string>> entries;
+    for (std::size_t position = 0; position < corpus.size(); ++position) {
+        entries.emplace_back(corpus.id(0, position), nameAt(position));
+    }
+    ScratchFile file;
+    std::ostream out(&file.buffer());
+    for (auto _ : state) {
+        for (int round = 0; round < 2; ++round) {
+            for (const auto& [id, name] : entries) {
+                std::array<char, 512> buffer;
+                char* end = append(append(buffer.data(), "item in directory: "), id);
+                end = append(append(append(end, " name: "), name), "\n");
+                out.write(buffer.data(), end - buffer.data());
+            }
+        }
+        file.rewind();
+    }
+}
+
 BENCHMARK(tracedQuery)->Name("TracedQuery/ormek")->Arg(1'000)->Arg(10'000);
+BENCHMARK(formatEntries)->Name("TracedQuery/format")->Arg(1'000)->Arg(10'000);
 BENCHMARK(writeLines)->Name("TracedQuery/write")->Arg(1'000)->Arg(10'000);
 
 }  // namespace

@@ -42,6 +42,7 @@ void DirectoryCache::addItems(FilterInternal filter, std::shared_ptr<QueryResult
     recordPage(directory, filter, totalCount);
     traceCounts("Ormek::DirectoryCache::addItems query count ", directory);
     PageList page;
+    page.reserve(folders.size() + documents.size());
     for (const Nimra::Folder& folder : folders) {
         const std::shared_ptr<Container> container = getContainer(folder);
         if (!getItemInternal(folder.id)) {
@@ -77,6 +78,7 @@ void DirectoryCache::addItems(FilterInternal filter, std::shared_ptr<QueryResult
     recordPage(directory, filter, totalCount);
     trace("Ormek::DirectoryCache::addItems 3 ", totalCount, "\n");
     PageList page;
+    page.reserve(folders.size());
     for (const Nimra::Folder& folder : folders) {
         const std::shared_ptr<Container> container = getContainer(folder);
         const std::shared_ptr<Item> known = getItemInternal(folder.id);
@@ -106,6 +108,7 @@ void DirectoryCache::addItems(FilterInternal filter, std::shared_ptr<QueryResult
     QueryResultInternal& directory = internalOf(result);
     recordPage(directory, filter, totalCount);
     PageList page;
+    page.reserve(documents.size());
     for (Nimra::Document& document : documents) {
         std::shared_ptr<Object> object = std::make_shared<ObjectInternal>(document, _objectUpdater);
         if (getItemInternal(document.id)) {
@@ -132,6 +135,7 @@ void DirectoryCache::addKeyValues(FilterInternal filter, std::shared_ptr<QueryRe
     QueryResultInternal& directory = internalOf(result);
     recordPage(directory, filter, totalCount);
     PageList page;
+    page.reserve(tags.size());
     for (const Nimra::Tag& tag : tags) {
         cacheKeyValuePtr(tag.tagKey, getObjectFromTag(tag));
         if (tracing()) {

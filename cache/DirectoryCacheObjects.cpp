@@ -67,8 +67,7 @@ std::shared_ptr<Object> DirectoryCache::addOrReplaceObjectPtr(std::shared_ptr<Ob
     traceAdding(*object);
     const std::shared_ptr<Item> stored = cacheObjectPtrInternal(object);
     if (QueryResultInternal* directory = firstDirectoryOf(*object)) {
-        const bool replaced = directory->removeItemByName(stored);
-        directory->addItem(stored, replaced || flag);
+        directory->replaceItem(stored, flag);
     }
     return castObject(_items[object->id()]);
 }

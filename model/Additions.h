@@ -25,7 +25,7 @@ class Additions {
     /// Whether this one has a position in the service's listing by now.
     bool isOver(unsigned long index) const { return isCounted(index) && at(index)->idLoaded(); }
     bool contains(const Item& item) const noexcept { return !empty() && _entries.contains(item); }
-    bool contains(unsigned long id) const { return !_entries.positionsOfId(id).empty(); }
+    bool contains(unsigned long id) const { return _entries.firstOfId(id).has_value(); }
     /// This very entry.
     std::optional<unsigned long> find(const Item& item) const;
     /// The first one of this name.

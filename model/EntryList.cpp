@@ -321,6 +321,30 @@ void EntryList::vacate(unsigned long begin, unsigned long end) noexcept {
     }
 }
 
+void EntryList::replace(unsigned long begin, std::vector<Entry> entries) noexcept {
+    const std::size_t behind = firstChunkBehind(begin);
+    std::size_t chunk = behind == 0 ? 0 : behind - 1;
+    for (Entry& entry : entries) {
+        while (begin >= endOf(chunk)) {
+            ++chunk;
+        }
+        Entry& slot = _chunks[chunk].slots[begin++ - _starts[chunk]];
+        // What stands there already is the most frequent case, and nothing is to be done for it.
+        if (slot == entry) {
+            continue;
+        }
+        if (slot) {
+            unlink(slot, _chunks[chunk].number);
+            --_size;
+        }
+        slot = std::move(entry);
+        if (slot) {
+            link(slot, _chunks[chunk].number);
+            ++_size;
+        }
+    }
+}
+
 void EntryList::truncate(unsigned long position) noexcept {
     vacate(position, end());
     while (!_chunks.empty() && end() > position) {
@@ -454,30 +478,20 @@ unsigned long EntryList::firstPosition(const ItemIndex::Cell& cell) const noexce
     return _starts[chunk] + slot;
 }
 
-template <class Wanted>
-std::vector<unsigned long> EntryList::positions(std::uint64_t hash, Wanted wanted) const {
-    std::vector<unsigned long> found;
-    findById(hash, [&](const ItemIndex::Cell& cell) {
-        if (wanted(*cell.item)) {
-            addPositions(cell, found);
+std::vector<unsigned long> EntryList::positionsOf(const Item& entry) const {
+    std::vector<unsigned long> positions;
+    findById(ItemInternal::idHash(entry, entry.id()), [&](const ItemIndex::Cell& cell) {
+        if (sameEntry(*cell.item, entry)) {
+            addPositions(cell, positions);
         }
         return false;
     });
     // An entry that stands twice in one chunk was found twice for each of its cells.
-    if (found.size() > 1) {
-        std::sort(found.begin(), found.end());
-        found.erase(std::unique(found.begin(), found.end()), found.end());
+    if (positions.size() > 1) {
+        std::sort(positions.begin(), positions.end());
+        positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
     }
-    return found;
-}
-
-std::vector<unsigned long> EntryList::positionsOf(const Item& entry) const {
-    return positions(ItemInternal::idHash(entry, entry.id()),
-                     [&](const Item& other) { return sameEntry(other, entry); });
-}
-
-std::vector<unsigned long> EntryList::positionsOfId(unsigned long id) const {
-    return positions(id, [id](const Item& other) { return other.id() == id; });
+    return positions;
 }
 
 template <class Wanted>

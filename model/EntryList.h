@@ -64,6 +64,8 @@ class EntryList {
     Entry take(unsigned long position) noexcept;
     /// Vacates the positions `begin` … `end - 1`.
     void vacate(unsigned long begin, unsigned long end) noexcept;
+    /// Puts entries, from `begin` on, in the place of what stands there. There must be room.
+    void replace(unsigned long begin, std::vector<Entry> entries) noexcept;
     /// Takes a position out; what stands behind it moves up by one.
     Entry erase(unsigned long position) noexcept;
     /// Puts an entry between two positions: what stands from there on moves down by one. Changes
@@ -82,9 +84,7 @@ class EntryList {
     bool contains(const Item& entry) const noexcept;
     /// Whether an entry stands at this position and nowhere else.
     bool standsOnlyAt(unsigned long position, const Item& entry) const noexcept;
-    /// Where entries of this id stand, ascending.
-    std::vector<unsigned long> positionsOfId(unsigned long id) const;
-    /// Where the first of these stands.
+    /// Where the first entry of this id stands.
     std::optional<unsigned long> firstOfId(unsigned long id) const noexcept;
     /// Where the first entry of this name stands.
     std::optional<unsigned long> firstOfName(const std::string& name) const;
@@ -133,8 +133,6 @@ class EntryList {
     unsigned long firstPosition(const ItemIndex::Cell& cell) const noexcept;
     template <class Wanted>
     std::optional<unsigned long> first(std::uint64_t hash, Wanted wanted) const;
-    template <class Wanted>
-    std::vector<unsigned long> positions(std::uint64_t hash, Wanted wanted) const;
 
     std::vector<Chunk> _chunks;
     std::vector<unsigned long> _starts;  // The position of each chunk's first slot.

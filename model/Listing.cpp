@@ -97,7 +97,7 @@ Entry Listing::itemByName(const std::string& name) const {
 }
 
 bool Listing::contains(unsigned long id) const {
-    return !_entries.positionsOfId(id).empty() || _front.contains(id) || _back.contains(id);
+    return _entries.firstOfId(id).has_value() || _front.contains(id) || _back.contains(id);
 }
 
 bool Listing::isPageLoaded(unsigned long offset, unsigned long count) const {
@@ -122,12 +122,8 @@ bool Listing::isPageCurrent(unsigned long offset, unsigned long count) const {
 }
 
 std::optional<unsigned long> Listing::heldPositionOf(unsigned long id) const {
-    for (const unsigned long position : _entries.positionsOfId(id)) {
-        if (_held.contains(position)) {
-            return position;
-        }
-    }
-    return std::nullopt;
+    const auto position = _entries.firstOfId(id);
+    return position && _held.contains(*position) ? position : std::nullopt;
 }
 
 // Where the listing ends, when that is known.
@@ -188,19 +184,15 @@ void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PageP
         _front.count();
         _back.count();
     }
-    _entries.vacate(page.begin, page.end);
     for (const unsigned long position : left) {
         _entries.take(position);
     }
-    unsigned long position = page.begin;
-    for (Entry& entry : arranged) {
+    for (const Entry& entry : arranged) {
         if (entry) {
             forget(*entry);
-            _entries.take(position);
-            _entries.put(position, std::move(entry));
         }
-        ++position;
     }
+    place(page, std::move(arranged));
     std::swap(_held, held);
     _totals = totals;
     _doubted = false;
@@ -208,6 +200,21 @@ void Listing::addItems(unsigned long offset, std::vector<Entry> delivered, PageP
     leaveBehindTotal();
     _merging = false;
     _evicted.clear();
+}
+
+// What is delivered beyond the page leaves what stands at a position of which it brings nothing.
+void Listing::place(const Page& page, std::vector<Entry> arranged) noexcept {
+    const unsigned long length = page.end - page.begin;
+    for (unsigned long index = length; index < arranged.size(); ++index) {
+        const Entry* standing = _entries.at(page.begin + index);
+        if (!arranged[index] && standing) {
+            arranged[index] = *standing;
+        }
+    }
+    if (arranged.size() < length) {
+        _entries.vacate(page.begin + arranged.size(), page.end);
+    }
+    _entries.replace(page.begin, std::move(arranged));
 }
 
 Listing::Page Listing::pageAt(unsigned long offset, unsigned long delivered) const {
@@ -254,7 +261,8 @@ std::vector<unsigned long> Listing::positionsLeft(const Page& page,
     std::vector<unsigned long> left;
     unsigned long arrival = page.begin;
     for (const Entry& entry : arranged) {
-        const auto positions = entry ? _entries.positionsOf(*entry) : std::vector<unsigned long>();
+        const bool moves = entry && !_entries.standsOnlyAt(arrival, *entry);
+        const auto positions = moves ? _entries.positionsOf(*entry) : std::vector<unsigned long>();
         for (const unsigned long position : positions) {
             const bool inPage = position >= page.begin && position < page.end;
             if (!inPage && position != arrival) {
@@ -381,10 +389,8 @@ void Listing::removeItem(unsigned long id) {
         _vacancy.reset();
         return;
     }
-    const std::vector<unsigned long> positions = _entries.positionsOfId(id);
     _vacancy.reset();
-    // From behind, so that the positions that are still to come stay right.
-    for (auto position = positions.rbegin(); position != positions.rend(); ++position) {
+    while (const auto position = _entries.firstOfId(id)) {
         eraseAt(*position);
     }
     _totals.removals += _front.remove(id) + _back.remove(id);
@@ -441,6 +447,20 @@ void Listing::restoreItem(Entry item, unsigned long position) {
     std::swap(_held, held);
 }
 
+bool Listing::containsObject(const Item& item) const {
+    return _front.find(item) || _entries.firstOf(item) || _back.find(item);
+}
+
+// One that stands here is taken out and put back, which changes nothing.
+void Listing::replaceItem(const Entry& item, bool front) {
+    if (item && containsObject(*item)) {
+        _vacancy.reset();
+        return;
+    }
+    const bool removed = removeItemByName(item);
+    addItem(item, removed || front);
+}
+
 Additions& Listing::additionsAt(Vacancy::Place place) {
     return place == Vacancy::Place::Front ? _front : _back;
 }
@@ -485,15 +505,17 @@ bool Listing::fill(const Vacancy& vacancy, const Entry& item) {
         return false;
     }
     const unsigned long position = vacancy.position;
-    RangeSet held = _held;
-    _evicted.reserve(_evicted.size() + 1);
+    const bool evicts = _merging && !returns;
+    if (evicts) {
+        _evicted.reserve(_evicted.size() + 1);
+    }
     if (vacancy.place != Vacancy::Place::Position) {
         additionsAt(vacancy.place).insert(position, item, returns && vacancy.counted);
         _totals.removals -= vacancy.counted ? 1 : 0;
     } else if (vacancy.held) {
-        held.insertGap(position);
-        held.add(position, returns ? position + 1 : position);
+        _held.reserve();
         _entries.insert(position, item);
+        returns ? _held.insert(position) : _held.insertGap(position);
         shiftEvicted(position, false);
         --_totals.removals;
     } else {
@@ -501,10 +523,9 @@ bool Listing::fill(const Vacancy& vacancy, const Entry& item) {
         _entries.put(position, item);
         --_totals.removals;
     }
-    if (_merging && !returns) {
+    if (evicts) {
         _evicted.push_back(vacancy);
     }
-    std::swap(_held, held);
     return true;
 }
 

@@ -44,6 +44,7 @@ class Listing {
     void removeItem(unsigned long id);
     bool removeItemByName(const Entry& item);
     void restoreItem(Entry item, unsigned long position);
+    void replaceItem(const Entry& item, bool front);
 
   private:
     struct Page {
@@ -77,7 +78,9 @@ class Listing {
     bool isExplained(unsigned long total) const;
     Totals judge(unsigned long offset, const std::vector<Entry>& delivered, RangeSet& held) const;
     std::optional<unsigned long> limit() const;
+    void place(const Page& page, std::vector<Entry> arranged) noexcept;
     bool contains(const Item& item) const;
+    bool containsObject(const Item& item) const;
     bool stillStands(const Entry& addition) const;
     void appendToPage(std::vector<Entry>& page, const Additions& additions) const;
     void eraseAt(unsigned long position) noexcept;

@@ -71,4 +71,9 @@ void QueryResultInternal::restoreItem(std::shared_ptr<Item> item, unsigned long 
     _listing.restoreItem(std::move(item), position);
 }
 
+void QueryResultInternal::replaceItem(const std::shared_ptr<Item>& item, bool flag) {
+    const std::lock_guard lock(_mutex);
+    _listing.replaceItem(item, flag);
+}
+
 }  // namespace Ormek

@@ -67,6 +67,9 @@ class QueryResultInternal : public virtual QueryResult {
     /// come meanwhile. An entry already present stays where it is; an empty pointer is ignored.
     void restoreItem(std::shared_ptr<Item> item, unsigned long position);
 
+    /// Does what `removeItemByName(item)` and, with its result or `flag`, `addItem` do.
+    void replaceItem(const std::shared_ptr<Item>& item, bool flag);
+
   private:
     FilterInternal _filter;
 };

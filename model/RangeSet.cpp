@@ -79,6 +79,15 @@ void RangeSet::erase(unsigned long position) noexcept {
     }
 }
 
+// The end of a range that reaches as far as positions go stays where it is.
+void RangeSet::moveEnd(Range& range) noexcept { range.end += range.end + 1 == 0 ? 0 : 1; }
+
+void RangeSet::reserve() {
+    if (_ranges.size() == _ranges.capacity()) {
+        _ranges.reserve(std::max<std::size_t>(2, 2 * _ranges.size()));
+    }
+}
+
 void RangeSet::insertGap(unsigned long position) {
     std::size_t index = firstEndingBehind(position);
     if (index < _ranges.size() && _ranges[index].begin < position) {
@@ -89,8 +98,22 @@ void RangeSet::insertGap(unsigned long position) {
     }
     for (; index < _ranges.size(); ++index) {
         ++_ranges[index].begin;
-        // The end of a range that reaches as far as positions go stays where it is.
-        _ranges[index].end += _ranges[index].end + 1 == 0 ? 0 : 1;
+        moveEnd(_ranges[index]);
+    }
+}
+
+void RangeSet::insert(unsigned long position) {
+    // A range that ends there is made longer.
+    std::size_t index = position == 0 ? 0 : firstEndingBehind(position - 1);
+    if (index < _ranges.size() && _ranges[index].begin <= position) {
+        moveEnd(_ranges[index]);
+    } else {
+        const Range alone{position, position + 1};
+        _ranges.insert(_ranges.begin() + static_cast<std::ptrdiff_t>(index), alone);
+    }
+    for (++index; index < _ranges.size(); ++index) {
+        ++_ranges[index].begin;
+        moveEnd(_ranges[index]);
     }
 }
 

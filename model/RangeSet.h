@@ -14,8 +14,12 @@ class RangeSet {
     void remove(unsigned long begin, unsigned long end);
     /// Takes one position out; what stands behind it moves up by one.
     void erase(unsigned long position) noexcept;
-    /// Makes room for a position that is not in the set; what stands from there on moves down.
+    /// Makes room for one insertGap() or insert(), which cannot fail then.
+    void reserve();
+    /// Puts in a position that is not in the set; what stands from there on moves down.
     void insertGap(unsigned long position);
+    /// Puts in a position that is in the set; what stands from there on moves down.
+    void insert(unsigned long position);
     void clear() noexcept { _ranges.clear(); }
 
     bool contains(unsigned long position) const noexcept { return covers(position, position + 1); }
@@ -30,6 +34,7 @@ class RangeSet {
 
     // The first range that ends behind `position`.
     std::size_t firstEndingBehind(unsigned long position) const noexcept;
+    static void moveEnd(Range& range) noexcept;
 
     std::vector<Range> _ranges;
 };

@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -196,8 +197,10 @@ class Both {
         RC_ASSERT(list.contains(entry) == !same.empty());
         const unsigned long id = entry.id();
         if (id != 0) {
-            RC_ASSERT(list.positionsOfId(id) ==
-                      plain.positionsOf([id](const Item& other) { return other.id() == id; }));
+            const auto ofId =
+                plain.positionsOf([id](const Item& other) { return other.id() == id; });
+            RC_ASSERT(list.firstOfId(id) ==
+                      (ofId.empty() ? std::nullopt : std::optional(ofId.front())));
         }
         const std::string name = entry.name();
         const auto namesakes =
@@ -293,7 +296,7 @@ TEST(EntryListTest, TagsOfOneIdAreDifferentEntries) {
     EXPECT_TRUE(list.contains(*one));
     EXPECT_FALSE(list.contains(*other));
     EXPECT_THAT(list.positionsOf(*other), IsEmpty());
-    EXPECT_THAT(list.positionsOfId(5), ElementsAre(0));
+    EXPECT_EQ(list.firstOfId(5), 0UL);
 }
 
 TEST(EntryListTest, TagAndDocumentOfOneIdAreDifferentEntries) {
@@ -329,11 +332,11 @@ TEST(EntryListTest, IdsOfOneHashAreToldApart) {
     EntryList list;
     list.reserve(0, 3);
     list.put(0, named(One, "one"));
-    EXPECT_THAT(list.positionsOfId(Other), IsEmpty());
+    EXPECT_EQ(list.firstOfId(Other), std::nullopt);
     EXPECT_FALSE(list.contains(*named(Other, "other")));
     list.put(2, named(Other, "other"));
-    EXPECT_THAT(list.positionsOfId(One), ElementsAre(0));
-    EXPECT_THAT(list.positionsOfId(Other), ElementsAre(2));
+    EXPECT_EQ(list.firstOfId(One), 0UL);
+    EXPECT_EQ(list.firstOfId(Other), 2UL);
 }
 
 TEST(EntryListTest, AssignedListIsACopy) {

@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 
 namespace Ormek {
@@ -21,7 +20,7 @@ class ChangeLog {
         std::uint64_t before;
     };
 
-    void add(const Item& item, std::uint64_t before);
+    void add(const Item& item, std::uint64_t before) noexcept;
     /// Number of changes so far.
     unsigned long count() const noexcept { return _count.load(std::memory_order_acquire); }
     /// The change of that number, counted from 0; empty when it is too long ago to be remembered.
@@ -30,7 +29,19 @@ class ChangeLog {
   private:
     static constexpr unsigned long Remembered = 1024;
 
-    mutable std::mutex _mutex;
+    // Guards the changes for the moment of a copy. A mutex could fail where nothing may.
+    class Guard {
+      public:
+        explicit Guard(std::atomic_flag& taken) noexcept;
+        Guard(const Guard&) = delete;
+        Guard& operator=(const Guard&) = delete;
+        ~Guard();
+
+      private:
+        std::atomic_flag& _taken;
+    };
+
+    mutable std::atomic_flag _taken = ATOMIC_FLAG_INIT;
     std::atomic<unsigned long> _count{0};
     std::array<Change, Remembered> _changes{};
 };

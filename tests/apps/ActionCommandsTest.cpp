@@ -433,8 +433,8 @@ TEST_F(ActionCommandsTest, AnOfflineStretchArrivesInOrder) {
     const auto out = linesOf(outcome.out);
     ASSERT_THAT(out, SizeIs(1 + 1 + 2 + 5 + 2)) << outcome.out;
     EXPECT_EQ(out[1], "journey");
-    EXPECT_EQ(out[2], "film");
-    EXPECT_EQ(out[3], "a");
+    EXPECT_EQ(out[2], "a");
+    EXPECT_EQ(out[3], "film");
     EXPECT_THAT(out[4], MatchesRegex("[0-9]+: making the folder '/trip', waits for the service"));
     EXPECT_THAT(out[5], MatchesRegex("[0-9]+: putting '.*' to '/trip/file', waits for the service "
                                      "and for '/journey' to be made"));

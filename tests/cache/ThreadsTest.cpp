@@ -250,7 +250,8 @@ TEST_F(CacheThreadsTest, EntriesMoveFromSeveralThreadsWhileTheirListingsAreRead)
 TEST_F(CacheThreadsTest, EveryOperationIsTakenOnceWhileTheCacheSendsMore) {
     constexpr unsigned long User = 5;
     Ids given;
-    std::vector<Ids> taken(Threads);
+    // Whoever sends reads the id back, so that what was taken lives on until all are done.
+    std::vector<std::vector<std::unique_ptr<Nimra::Operation>>> taken(Threads);
     Working working(1);
     Crowd crowd;
     crowd.add([&] {
@@ -260,16 +261,16 @@ TEST_F(CacheThreadsTest, EveryOperationIsTakenOnceWhileTheCacheSendsMore) {
         }
         working.oneIsDone();
     });
-    for (Ids& ids : taken) {
+    for (auto& operations : taken) {
         crowd.add([&] {
             for (bool last = false; !last;) {
                 last = !working.goesOn();
                 wired.parked.userKnown(User);
-                for (const auto& operation : wired.parked.takeReady()) {
-                    ids.push_back(operation->id());
+                for (auto& operation : wired.parked.takeReady()) {
+                    operations.push_back(std::move(operation));
                 }
-                while (const auto operation = wired.handler.take()) {
-                    ids.push_back(operation->id());
+                while (auto operation = wired.handler.take()) {
+                    operations.push_back(std::move(operation));
                 }
             }
         });
@@ -277,8 +278,10 @@ TEST_F(CacheThreadsTest, EveryOperationIsTakenOnceWhileTheCacheSendsMore) {
     crowd.finish();
 
     Ids all;
-    for (const Ids& ids : taken) {
-        all.insert(all.end(), ids.begin(), ids.end());
+    for (const auto& operations : taken) {
+        for (const auto& operation : operations) {
+            all.push_back(operation->id());
+        }
     }
     std::sort(all.begin(), all.end());
     EXPECT_EQ(all, given);

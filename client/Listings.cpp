@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "service/LocalIds.h"
+
 namespace Ormek {
 
 namespace {
@@ -159,7 +161,8 @@ void Listings::enter(const std::shared_ptr<Item>& entry) {
         }
         if (const Spot* spot = spotIn(listing, folderId, entry->id())) {
             putBack(entry, *spot);
-        } else if (!returns) {
+        } else if (!returns || Nimra::isLocalId(folderId)) {
+            // The listing of a folder that the service does not know yet has all that is in it.
             listing.addItem(entry, false);
         }
     });

@@ -212,6 +212,16 @@ TEST_F(RegressionsTest, EntryThatIsBeingMovedIntoAFolderStaysInItsListingWhenAPa
     client().setOnline(true);
 }
 
+TEST_F(RegressionsTest, EntryComesBackIntoAListingThatWasOpenedWhileItWasMovedAway) {
+    const unsigned long folderId = client().createFolder(Root, "new").entryId();
+    const unsigned long id = client().createFolder(folderId, "a").entryId();
+    const Action move = client().move(id, Root);
+    EXPECT_THAT(names(folderId), IsEmpty());
+    client().cancel(move.operationId());
+
+    EXPECT_THAT(names(folderId), ElementsAre("a"));
+}
+
 // --- Changes made elsewhere --------------------------------------------------------------------
 
 TEST_F(RegressionsTest, EntryThatIsBeingMovedOutOfAFolderThatIsGoneIsGoneWithIt) {

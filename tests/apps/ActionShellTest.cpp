@@ -93,11 +93,11 @@ class ActionShellTest : public testing::Test {
 
     /// An upload that reports that it goes on, and takes longer than the limit for an answer.
     void makeUploadsSlow() {
-        surroundings.limit = 200ms;
+        surroundings.limit = 600ms;
         service.beforeUpload = [](Nimra::ContentSource*, const auto& progress) {
             for (unsigned long done = 1; done <= 20; ++done) {
                 progress(done, 20);
-                std::this_thread::sleep_for(30ms);
+                std::this_thread::sleep_for(50ms);
             }
         };
     }

@@ -61,7 +61,8 @@ class Client {
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
     /// Waits for the operation that is running; what is still queued or waiting fails as not
-    /// reachable, and subscribers are told. Not to be called by one of them.
+    /// reachable, and subscribers are told. Not to be called by one of them; what they ask for
+    /// meanwhile is refused, or answered as offline.
     ~Client();
 
     /// The id of the root folder.

@@ -107,6 +107,7 @@ Client::Engine::~Engine() {
 }
 
 void Client::Engine::shutDown() noexcept {
+    _ended = true;
     _worker.stop();
     // What waits for others fails with them. An answer may lead to a further operation, which a
     // stopped worker fails at once; and whoever is told may throw.

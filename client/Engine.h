@@ -64,8 +64,9 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     bool cancel(unsigned long operationId);
     std::vector<WaitingAction> waiting();
     void setOnline(bool online);
-    bool online() const { return !_worker.paused(); }
-    /// Ends the worker and concludes whatever has no outcome.
+    bool online() const { return !_ended && !_worker.paused(); }
+    /// Ends the worker and concludes whatever has no outcome. Nothing can be undertaken any more,
+    /// and questions are answered as offline.
     void shutDown() noexcept;
 
     void onRemoteChange(Nimra::Document document);
@@ -272,6 +273,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     // By folder. They are in the cache, but the service may not have them there any more.
     std::map<unsigned long, std::set<unsigned long>> _doubtful;
     Statistics _statistics;
+    bool _ended = false;
     Nimra::Worker _worker;
     Nimra::FileDescriptor _merged;    // An eventfd(2): answers were merged by another call.
     Nimra::FileDescriptor _readable;  // An epoll(7) over the worker's descriptor and this one.

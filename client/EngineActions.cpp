@@ -128,6 +128,9 @@ bool Client::Engine::isWithin(unsigned long id, unsigned long folderId) {
 template <class Attempt>
 Action Client::Engine::attempt(ActionKind kind, Attempt attempt) {
     try {
+        if (_ended) {
+            throw Nimra::ServiceError(Nimra::Reason::NotReachable, "the service was shut down");
+        }
         return attempt();
     } catch (const Nimra::ServiceError& refusal) {
         auto state = std::make_shared<Action::State>();

@@ -679,6 +679,30 @@ TEST_F(WaitingTest, RunningActionIsWaitedForWhenTheClientGoesAndWhatWaitedForItI
     }
 }
 
+TEST_F(WaitingTest, NothingIsUndertakenAnyMoreWhileTheClientGoes) {
+    fillRoot();
+    client().setOnline(false);
+    int retried = 0;
+    Client& going = client();
+    client().subscribe([&](const Event& event) {
+        if (!std::holds_alternative<Outcome>(event)) {
+            return;
+        }
+        ++retried;
+        const Action again = going.rename(20, "again");
+        EXPECT_EQ(going.wait(again, Patience).error->reason(), Reason::NotReachable);
+        EXPECT_EQ(going.wait(going.createFolder(Root, "x"), Patience).state, ActionState::Failed);
+        EXPECT_EQ(going.wait(going.list(Root), Patience).state, AnswerState::Answered);
+        EXPECT_EQ(going.wait(going.find("nothing"), Patience).state, AnswerState::Failed);
+        going.setOnline(true);
+        EXPECT_FALSE(going.online());
+    });
+    client().rename(20, "z");
+    closeClient();
+    EXPECT_EQ(retried, 1);
+    EXPECT_THAT(told<Outcome>(), SizeIs(1));
+}
+
 TEST_F(WaitingTest, ThrowingSubscriberKeepsNoOutcomeFromTheOthersWhenTheClientGoes) {
     fillRoot();
     client().setOnline(false);

@@ -263,6 +263,7 @@ void Client::Engine::receive(Record& record, const Directory& directory) {
         const unsigned long left = known->parentId();
         _listings.leave(left, record.id);
         invalidate(left, directory.get());
+        invalidate(record.parentId, directory.get());
         _cache.onRemoteObjectMoved(record.parentId, record.id);
     } else if (known->name() != record.name) {
         invalidate(record.parentId, directory.get());

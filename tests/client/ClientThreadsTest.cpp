@@ -96,14 +96,16 @@ TEST_F(ClientThreadsTest, EveryActionOfEveryThreadHasOneOutcome) {
         [&](unsigned long thread) {
             const unsigned long own = 10 + thread;
             for (int round = 0; round < Rounds; ++round) {
-                const std::string name = "document " + std::to_string(round);
+                // Nobody else's, so that the folder in the middle refuses none.
+                const std::string name =
+                    std::to_string(thread) + ": document " + std::to_string(round);
                 const Action made = note(client().createDocument(
                     own, name, std::make_unique<Text>("content of " + name)));
                 note(client().rename(made.entryId(), name + "'"));
                 note(client().saveMetaData(made.entryId(), {{"round", {name, true}}}));
                 if (round % 3 == 0) {
                     note(client().move(made.entryId(), 9));
-                    note(client().rename(made.entryId(), name + " of " + std::to_string(thread)));
+                    note(client().rename(made.entryId(), name + " that was moved"));
                 } else if (round % 3 == 1) {
                     note(client().remove(made.entryId()));
                 }

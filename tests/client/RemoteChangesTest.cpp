@@ -64,7 +64,8 @@ class RemoteChangesTest : public ActingTest {
         settle();
         for (const unsigned long folderId : folderIds) {
             for (const ListOptions& options : {ListOptions(), descending(), searching("a")}) {
-                EXPECT_EQ(listed(folderId, options), listed(folderId, reloaded(options)));
+                const auto shown = listed(folderId, options);
+                EXPECT_EQ(shown, listed(folderId, reloaded(options)));
             }
             EXPECT_EQ(listed(folderId), service.namesIn(folderId)) << folderId;
         }

@@ -33,15 +33,15 @@ TEST_F(RandomSessionTest, ListingsAgreeWithWhatIsOnDisk) {
 }
 
 TEST_F(RandomSessionTest, ListingsAgreeWithAServiceWhoseEntriesKeepTheirIds) {
-    EXPECT_TRUE(goWell(Session::Place::Memory, Session::Manner::InTurns, 200));
+    EXPECT_TRUE(goWell(Session::Place::Memory, Session::Manner::InTurns, 400));
 }
 
 TEST_F(RandomSessionTest, ListingsAgreeWhenTheServiceWorksAtItsOwnPace) {
-    EXPECT_TRUE(goWell(Session::Place::Memory, Session::Manner::Freely, 50));
+    EXPECT_TRUE(goWell(Session::Place::Memory, Session::Manner::Freely, 150));
 }
 
 TEST_F(RandomSessionTest, ListingsAgreeWhenOtherThreadsAskTheSameClient) {
-    EXPECT_TRUE(goWell(Session::Place::Memory, Session::Manner::Crowded, 20));
+    EXPECT_TRUE(goWell(Session::Place::Memory, Session::Manner::Crowded, 60));
 }
 
 }  // namespace

@@ -29,7 +29,11 @@ std::string MemoryWorld::change(std::uint32_t what, std::uint32_t where, std::ui
     std::string text = "change " + std::to_string(what % 7) + " of " + std::to_string(where) +
                        " by " + std::to_string(how) + (reported ? ", reported" : "");
     try {
+        const std::size_t before = feed.size();
         tryChange(what % 7, where, how, reported);
+        if (feed.size() > before && what % 5 == 0) {
+            feed.push_back(feed.back());
+        }
     } catch (const Nimra::ServiceError& error) {
         text += std::string(": ") + error.what();
     }

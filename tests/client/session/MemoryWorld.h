@@ -7,7 +7,8 @@
 namespace Ormek::Testing {
 
 /// A tree in memory whose entries keep their ids for good. The feed tells of some of what others
-/// change, in order, of some that something has changed, and of the rest not at all.
+/// change, in order, now and then twice, of some that something has changed, and of the rest not at
+/// all.
 class MemoryWorld : public World {
   public:
     explicit MemoryWorld(Contents& contents);

@@ -138,7 +138,7 @@ void Session::take(const Step& step) {
         case Step::ChangeElsewhere:
             return changeElsewhere(step);
         case Step::Feed:
-            return feed(1 + step.a % 3);
+            return _world->feed.empty() ? doubt(step) : feed(1 + step.a % 3);
         case Step::DropHandles:
             return dropHandles(step);
         case Step::Settle:
@@ -463,12 +463,17 @@ void Session::feed(std::size_t count) {
             note("the feed tells that " + std::to_string(gone->id) + " is gone");
             _client->onRemoteRemoval(gone->id);
         } else {
-            const unsigned long folderId = std::get<World::Doubted>(report).folderId;
-            note("the feed tells of something in " + std::to_string(folderId));
-            _client->onRemoteDoubt(folderId);
+            _client->onRemoteDoubt(std::get<World::Doubted>(report).folderId);
         }
         drain();
     }
+}
+
+void Session::doubt(const Step& step) {
+    const unsigned long folderId = anyFolder(step.a);
+    note("the feed tells of something in " + std::to_string(folderId));
+    _client->onRemoteDoubt(folderId);
+    drain();
 }
 
 void Session::dropHandles(const Step& step) {

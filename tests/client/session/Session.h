@@ -72,6 +72,7 @@ class Session {
     void fail(const Step& step);
     void changeElsewhere(const Step& step);
     void feed(std::size_t count);
+    void doubt(const Step& step);
     void dropHandles(const Step& step);
     void settle(const Step& step);
     void end();

@@ -1,5 +1,6 @@
 #include "service/OperationHandler.h"
 
+#include <algorithm>
 #include <atomic>
 #include <map>
 #include <mutex>
@@ -54,12 +55,42 @@ unsigned long OperationHandler::createId() {
     return ++last;
 }
 
-void OperationHandler::queueOperation(Operation* operation) { _queue.push(operation); }
+void OperationHandler::queueOperation(Operation* operation) {
+    std::unique_ptr<Operation> owned(operation);
+    const std::lock_guard lock(_mutex);
+    _operations.push_back(std::move(owned));
+}
 
-std::vector<Operation*> OperationHandler::operations() const { return _queue.operations(); }
+std::vector<Operation*> OperationHandler::operations() const {
+    const std::lock_guard lock(_mutex);
+    std::vector<Operation*> queued;
+    queued.reserve(_operations.size());
+    for (const auto& operation : _operations) {
+        queued.push_back(operation.get());
+    }
+    return queued;
+}
 
-std::unique_ptr<Operation> OperationHandler::take() { return _queue.take(); }
+std::unique_ptr<Operation> OperationHandler::take() {
+    const std::lock_guard lock(_mutex);
+    if (_operations.empty()) {
+        return nullptr;
+    }
+    std::unique_ptr<Operation> first = std::move(_operations.front());
+    _operations.pop_front();
+    return first;
+}
 
-std::unique_ptr<Operation> OperationHandler::take(unsigned long id) { return _queue.take(id); }
+std::unique_ptr<Operation> OperationHandler::take(unsigned long id) {
+    const std::lock_guard lock(_mutex);
+    const auto found = std::find_if(_operations.begin(), _operations.end(),
+                                    [id](const auto& queued) { return queued->id() == id; });
+    if (found == _operations.end()) {
+        return nullptr;
+    }
+    std::unique_ptr<Operation> taken = std::move(*found);
+    _operations.erase(found);
+    return taken;
+}
 
 }  // namespace Nimra

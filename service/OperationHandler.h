@@ -1,11 +1,12 @@
 #pragma once
 
+#include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
 #include "service/Operation.h"
-#include "service/OperationQueue.h"
 
 namespace Nimra {
 
@@ -28,7 +29,7 @@ class OperationHandler {
     /// An id that was never given before in this process, starting at 1.
     static unsigned long createId();
 
-    /// Takes ownership of the operation, from the first instruction on.
+    /// Takes ownership of the operation, which must not be null, from the first instruction on.
     virtual void queueOperation(Operation* operation);
 
     /// What is queued, in order, to look at; each is valid until it is taken.
@@ -39,7 +40,8 @@ class OperationHandler {
     std::unique_ptr<Operation> take(unsigned long id);
 
   private:
-    OperationQueue _queue;
+    mutable std::mutex _mutex;
+    std::deque<std::unique_ptr<Operation>> _operations;
 };
 
 }  // namespace Nimra

@@ -85,6 +85,18 @@ TEST_F(OperationHandlerTest, NothingQueuedMeansNothingTaken) {
     EXPECT_EQ(handler.take(), nullptr);
 }
 
+TEST_F(OperationHandlerTest, TakenFromTheMiddleLeavesTheOthersInOrder) {
+    OperationHandler handler;
+    for (unsigned long id = 1; id <= 3; ++id) {
+        handler.queueOperation(new Operation(id));
+    }
+    EXPECT_EQ(handler.take(2)->id(), 2u);
+    EXPECT_EQ(handler.take(2), nullptr);
+    EXPECT_EQ(handler.take()->id(), 1u);
+    EXPECT_EQ(handler.take()->id(), 3u);
+    EXPECT_EQ(handler.take(), nullptr);
+}
+
 TEST_F(OperationHandlerTest, LookingTakesNothing) {
     OperationHandler handler;
     Operation* const operation = new WatchedOperation(1, deaths);

@@ -1,43 +1,12 @@
-#include "service/OperationQueue.h"
-
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <string>
 
 #include "service/DocumentServiceNetwork.h"
 #include "service/ItemEventProtocol.h"
 
 namespace Nimra {
 namespace {
-
-using ::testing::ElementsAre;
-
-TEST(OperationQueueTest, CountsWhatIsQueued) {
-    OperationQueue queue;
-    EXPECT_EQ(queue.size(), 0U);
-    for (unsigned long id = 1; id <= 3; ++id) {
-        queue.push(new Operation(id));
-        EXPECT_EQ(queue.size(), id);
-    }
-    queue.take();
-    EXPECT_EQ(queue.size(), 2U);
-    queue.take(3);
-    EXPECT_EQ(queue.size(), 1U);
-    EXPECT_EQ(queue.take(3), nullptr);
-    EXPECT_EQ(queue.size(), 1U);
-}
-
-TEST(OperationQueueTest, TakenFromTheMiddleLeavesTheOthersInOrder) {
-    OperationQueue queue;
-    for (unsigned long id = 1; id <= 3; ++id) {
-        queue.push(new Operation(id));
-    }
-    EXPECT_EQ(queue.take(2)->id(), 2U);
-    EXPECT_EQ(queue.take()->id(), 1U);
-    EXPECT_EQ(queue.take()->id(), 3U);
-    EXPECT_EQ(queue.take(), nullptr);
-}
 
 TEST(ItemEventProtocolTest, WhatIsNotOverriddenDoesNothing) {
     ItemEventProtocol protocol;

@@ -84,9 +84,11 @@ void SqlStore::merge(const std::vector<Nimra::Document>& records) {
 
 void SqlStore::readRow(const Statement& statement) {
     sqlite3_stmt* row = statement.get();
-    _read += sqlite3_column_text(row, 0)[0] + sqlite3_column_int64(row, 1) +
-             sqlite3_column_text(row, 2)[0] + sqlite3_column_int64(row, 3) +
-             sqlite3_column_int64(row, 4);
+    const auto number = [row](int column) {
+        return static_cast<std::uint64_t>(sqlite3_column_int64(row, column));
+    };
+    _read += sqlite3_column_text(row, 0)[0] + number(1) + sqlite3_column_text(row, 2)[0] +
+             number(3) + number(4);
 }
 
 std::size_t SqlStore::readPage(unsigned long parentId, std::size_t offset, std::size_t count) {

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -36,7 +37,7 @@ class SqlStore {
 
     std::unique_ptr<sqlite3, Closer> _database;
     Statement _begin, _commit, _put, _page, _one, _clear;
-    long _read = 0;  // So that reading has a result.
+    std::uint64_t _read = 0;  // So that reading has a result.
 };
 
 }  // namespace Ormek::Bench

@@ -4,6 +4,8 @@
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include <ostream>
+
 #include "tests/apps/Files.h"
 #include "tests/apps/Program.h"
 #include "tests/support/TemporaryFolder.h"
@@ -194,6 +196,8 @@ struct Refusal {
     const char* line;
     const char* complaint;
 };
+
+void PrintTo(const Refusal& refusal, std::ostream* out) { *out << refusal.line; }
 
 class RefusedAtOnce : public testing::TestWithParam<Refusal> {};
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <ostream>
 
 namespace App {
 namespace {
@@ -75,6 +76,8 @@ struct Case {
     std::string name;
     std::string shown;
 };
+
+void PrintTo(const Case& tried, std::ostream* out) { *out << tried.shown; }
 
 class EscapedName : public testing::TestWithParam<Case> {};
 

@@ -7,6 +7,7 @@
 #include <sys/xattr.h>
 
 #include <algorithm>
+#include <ostream>
 
 #include "tests/apps/Files.h"
 #include "tests/support/TemporaryFolder.h"
@@ -283,6 +284,8 @@ struct Mistake {
     const char* line;
     const char* complaint;
 };
+
+void PrintTo(const Mistake& mistake, std::ostream* out) { *out << mistake.line; }
 
 class MistakenCommand : public testing::TestWithParam<Mistake> {};
 

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "apps/CommandError.h"
 #include "apps/Escape.h"
 
@@ -15,6 +17,8 @@ struct Case {
     std::string line;
     std::vector<std::string> words;
 };
+
+void PrintTo(const Case& tried, std::ostream* out) { *out << escaped(tried.line); }
 
 class SplitWords : public testing::TestWithParam<Case> {};
 

@@ -36,8 +36,8 @@ void Additions::erase(unsigned long index) noexcept {
 }
 
 void Additions::forget(const Item& item) noexcept {
-    while (contains(item)) {
-        erase(*_entries.firstSame(item));
+    while (const auto index = empty() ? std::nullopt : _entries.firstSame(item)) {
+        erase(*index);
     }
 }
 

@@ -75,7 +75,7 @@ std::size_t EntryList::firstChunkBehind(unsigned long position) const noexcept {
 
 std::optional<EntryList::Place> EntryList::find(unsigned long position) const noexcept {
     const std::size_t behind = firstChunkBehind(position);
-    if (behind == 0 || position >= endOf(behind - 1)) {
+    if (behind == 0 || !liesIn(behind - 1, position)) {
         return std::nullopt;
     }
     return Place{behind - 1, position - _starts[behind - 1]};
@@ -230,19 +230,19 @@ EntryList::Entry EntryList::take(unsigned long position) noexcept {
         return nullptr;
     }
     Chunk& chunk = _chunks[place->chunk];
-    Entry entry = std::move(chunk.slots[place->slot]);
-    if (entry) {
-        unlink(entry, chunk.number);
+    Entry& slot = chunk.slots[place->slot];
+    if (slot) {
+        unlink(slot, chunk.number);
         --_size;
     }
-    return entry;
+    return std::exchange(slot, nullptr);
 }
 
 EntryList::Entry EntryList::erase(unsigned long position) noexcept {
     Entry entry = take(position);
     const std::size_t behind = firstChunkBehind(position);
     moveFrom(behind, true);
-    if (behind > 0 && position < endOf(behind - 1)) {
+    if (behind > 0 && liesIn(behind - 1, position)) {
         std::vector<Entry>& slots = _chunks[behind - 1].slots;
         slots.erase(iteratorAt(slots, position - _starts[behind - 1]));
         if (slots.empty()) {
@@ -518,6 +518,9 @@ std::optional<unsigned long> EntryList::firstSame(const Item& entry) const noexc
 }
 
 std::optional<unsigned long> EntryList::firstOfId(unsigned long id) const noexcept {
+    if (id == 0) {
+        return std::nullopt;
+    }
     return first(id, [id](const Item& other) { return other.id() == id; });
 }
 

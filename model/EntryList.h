@@ -84,7 +84,7 @@ class EntryList {
     bool contains(const Item& entry) const noexcept;
     /// Whether an entry stands at this position and nowhere else.
     bool standsOnlyAt(unsigned long position, const Item& entry) const noexcept;
-    /// Where the first entry of this id stands.
+    /// Where the first entry of this id stands; 0 is nobody's id.
     std::optional<unsigned long> firstOfId(unsigned long id) const noexcept;
     /// Where the first entry of this name stands.
     std::optional<unsigned long> firstOfName(const std::string& name) const;
@@ -107,6 +107,10 @@ class EntryList {
     std::size_t firstChunkBehind(unsigned long position) const noexcept;
     unsigned long endOf(std::size_t chunk) const noexcept {
         return _starts[chunk] + _chunks[chunk].slots.size();
+    }
+    // Of a position that is not before the chunk. The last one of all has none behind it.
+    bool liesIn(std::size_t chunk, unsigned long position) const noexcept {
+        return position - _starts[chunk] < _chunks[chunk].slots.size();
     }
     std::optional<Place> find(unsigned long position) const noexcept;
     void insertChunk(std::size_t index, unsigned long start, std::vector<Entry> slots);

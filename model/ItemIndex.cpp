@@ -43,26 +43,30 @@ void ItemIndex::place(const Cell& cell) noexcept {
     _cells[at] = cell;
 }
 
-bool ItemIndex::erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept {
-    return find(hash, [&](const Cell& cell) {
-        if (cell.item != item || cell.number != number) {
-            return false;
-        }
-        closeGap(static_cast<std::size_t>(&cell - _cells.data()));
+// Looks at all of them where there is none under this hash.
+ItemIndex::Cell* ItemIndex::search(std::uint64_t hash, const Item* item,
+                                   std::uint32_t number) noexcept {
+    std::size_t at = 0;
+    const auto isWanted = [&](const Cell& cell) {
+        at = static_cast<std::size_t>(&cell - _cells.data());
+        return cell.item == item && cell.number == number;
+    };
+    const bool found = find(hash, isWanted) || std::any_of(_cells.begin(), _cells.end(), isWanted);
+    return found ? &_cells[at] : nullptr;
+}
+
+void ItemIndex::erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept {
+    if (const Cell* cell = search(hash, item, number)) {
+        closeGap(static_cast<std::size_t>(cell - _cells.data()));
         --_used;
-        return true;
-    });
+    }
 }
 
 void ItemIndex::renumber(std::uint64_t hash, const Item* item, std::uint32_t from,
                          std::uint32_t to) noexcept {
-    find(hash, [&](const Cell& cell) {
-        if (cell.item != item || cell.number != from) {
-            return false;
-        }
-        _cells[static_cast<std::size_t>(&cell - _cells.data())].number = to;
-        return true;
-    });
+    if (Cell* cell = search(hash, item, from)) {
+        cell->number = to;
+    }
 }
 
 void ItemIndex::move(std::uint64_t from, const Item* item, std::uint64_t to) noexcept {

@@ -23,9 +23,10 @@ class ItemIndex {
     /// Makes room for so many more; insert() cannot fail for them. Changes nothing on failure.
     void reserve(std::size_t more);
     void insert(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
-    /// False when there is no such cell.
-    bool erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
-    /// Gives such a cell another number.
+    /// Takes out such a cell, also when what was hashed has just changed by another thread; it only
+    /// takes longer then.
+    void erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
+    /// Gives such a cell another number, with the same care.
     void renumber(std::uint64_t hash, const Item* item, std::uint32_t from,
                   std::uint32_t to) noexcept;
     /// Whether this entry has a cell.
@@ -61,6 +62,7 @@ class ItemIndex {
     std::size_t home(std::uint32_t hash) const { return hash & (_cells.size() - 1); }
     std::size_t next(std::size_t at) const { return (at + 1) & (_cells.size() - 1); }
     void place(const Cell& cell) noexcept;
+    Cell* search(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
     void closeGap(std::size_t gap) noexcept;
 
     std::vector<Cell> _cells;  // A power of two of them; never full.

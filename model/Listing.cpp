@@ -435,8 +435,8 @@ bool Listing::removeItemByName(const Entry& item) {
 
 // A removal undone: what moved up moves down again. Whether this is still the place is not known.
 void Listing::restoreItem(Entry item, unsigned long position) {
-    _vacancy.reset();
     if (!item || contains(*item)) {
+        _vacancy.reset();
         return;
     }
     RangeSet held = _held;
@@ -445,6 +445,7 @@ void Listing::restoreItem(Entry item, unsigned long position) {
     shiftEvicted(position, false);
     _totals.removals -= _totals.removals == 0 ? 0 : 1;
     std::swap(_held, held);
+    _vacancy.reset();
 }
 
 bool Listing::containsObject(const Item& item) const {

@@ -21,7 +21,8 @@ namespace Ormek {
 /// pages. Here a position that an entry was moved away from, or that a changed total casts doubt
 /// on, is no longer held, and its page is asked for again; what a delivery brings always wins.
 ///
-/// When memory runs out, an operation throws std::bad_alloc and changes nothing.
+/// When memory runs out, an operation throws std::bad_alloc and changes nothing; replaceItem() may
+/// have removed what it replaces.
 class Listing {
   public:
     using Entry = EntryList::Entry;

@@ -133,7 +133,8 @@ TEST(ListingAllocationFaultTest, AFailedLookUpByNameHidesNoRenamedEntry) {
 TEST(ListingAllocationFaultTest, AFailedEditDoesNotForgetAVacatedPlace) {
     for (const ListingStep& failing :
          {ListingStep{Kind::RemoveItem, 5, 0}, ListingStep{Kind::AddItems, 0, 3},
-          ListingStep{Kind::AddPage, 5, 2}, ListingStep{Kind::RemoveByName, 5, 0}}) {
+          ListingStep{Kind::AddPage, 5, 2}, ListingStep{Kind::RemoveByName, 5, 0},
+          ListingStep{Kind::Restore, 9, 1}}) {
         expectNoHarm({{{Kind::AddItems, 0, 5}, {Kind::RemoveByName, 6, 0}},
                       failing,
                       {{Kind::AddInFront, 6, 0}}});

@@ -114,6 +114,8 @@ void ListingWorld::change(const ListingStep& step) {
             return internal(step.one).name(nameOf(step.other));
         case ListingStep::GiveId:
             return internal(step.one).id(100 + step.other);
+        case ListingStep::Restore:
+            return _result.restoreItem(_entries[step.one % Entries], step.other % Offsets);
         default:
             return internal(step.one).idLoaded(true);
     }

@@ -35,6 +35,7 @@ struct ListingStep {
         Assign,
         Rename,
         GiveId,
+        Restore,
         MarkLoaded,
         Last = MarkLoaded
     };

@@ -1,11 +1,22 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cache/Directories.h"
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
 
 namespace Ormek::Testing {
 namespace {
+
+using testing::ElementsAre;
 
 constexpr unsigned long Folders = 4;
 
@@ -99,6 +110,122 @@ RC_GTEST_PROP(DirectoryIndexProperty, FindsWhatAWalkFinds, ()) {
         RC_ASSERT(TwoCaches::contents(caches.indexed) == TwoCaches::contents(caches.walking));
     }
     std::cout.clear();
+}
+
+/// A list of directories with its index, and which of them a look-up visits.
+class VisitedDirectories {
+  public:
+    using Numbers = std::vector<std::size_t>;
+
+    explicit VisitedDirectories(std::size_t stopAfter = 1000) : _stopAfter(stopAfter) {}
+
+    void append(const std::vector<unsigned long>& folders) {
+        FilterInternal filter = folderFilter(0);
+        filter.setDataId(folders);
+        _list.push_back(std::make_shared<QueryResultInternal>(filter));
+    }
+    Numbers of(unsigned long folder) const {
+        return visited([&](auto look) { index.visit(folder, look); });
+    }
+    Numbers of(unsigned long folder, unsigned long other) const {
+        return visited([&](auto look) { index.visit(folder, other, look); });
+    }
+    Numbers ofListing(const std::vector<unsigned long>& folders) const {
+        FilterInternal filter = folderFilter(0);
+        filter.setDataId(folders);
+        return visited([&](auto look) { index.visitListings(filter, look); });
+    }
+
+  private:
+    template <class Visit>
+    Numbers visited(Visit visit) const {
+        Numbers numbers;
+        visit([&](const std::shared_ptr<QueryResult>& directory) {
+            const auto place = std::find(_list.begin(), _list.end(), directory);
+            numbers.push_back(static_cast<std::size_t>(std::distance(_list.begin(), place)));
+            return numbers.size() == _stopAfter;
+        });
+        return numbers;
+    }
+
+    std::size_t _stopAfter;
+    DirectoryIndex::List _list;
+
+  public:
+    DirectoryIndex index{_list};
+};
+
+TEST(DirectoryIndexTest, LooksAtTheDirectoriesOfAFolderAndAtNoOthers) {
+    VisitedDirectories directories;
+    for (const std::vector<unsigned long>& folders :
+         std::vector<std::vector<unsigned long>>{{1}, {2}, {}, {1, 2}, {3}, {2, 1}, {}, {2, 2}}) {
+        directories.append(folders);
+        directories.index.update();
+    }
+    EXPECT_THAT(directories.of(1), ElementsAre(0, 3, 5));
+    EXPECT_THAT(directories.of(2), ElementsAre(1, 3, 5, 7));
+    EXPECT_THAT(directories.of(1, 3), ElementsAre(0, 3, 4, 5));
+    EXPECT_THAT(directories.of(3, 1), ElementsAre(0, 3, 4, 5));
+    EXPECT_THAT(directories.of(1, 2), ElementsAre(0, 1, 3, 5, 7));
+    EXPECT_THAT(directories.of(9), ElementsAre());
+    EXPECT_THAT(directories.of(9, 3), ElementsAre(4));
+    EXPECT_THAT(directories.ofListing({3}), ElementsAre(4));
+    EXPECT_THAT(directories.ofListing({2, 1}), ElementsAre(1, 3, 5, 7));
+    EXPECT_THAT(directories.ofListing({}), ElementsAre(2, 6));
+}
+
+TEST(DirectoryIndexTest, LooksAtAllBeforeItHasTakenNoteOfTheLast) {
+    VisitedDirectories directories;
+    directories.append({1});
+    directories.index.update();
+    directories.append({2});
+    EXPECT_THAT(directories.of(1), ElementsAre(0, 1));
+    EXPECT_THAT(directories.of(1, 2), ElementsAre(0, 1));
+    EXPECT_THAT(directories.ofListing({9}), ElementsAre(0, 1));
+}
+
+TEST(DirectoryIndexTest, SeveralMayBeAppendedBeforeItTakesNote) {
+    VisitedDirectories directories;
+    directories.append({});
+    directories.append({1});
+    directories.index.update();
+    EXPECT_THAT(directories.ofListing({}), ElementsAre(0));
+    directories.append({});
+    directories.append({1});
+    directories.append({2});
+    directories.index.update();
+    EXPECT_THAT(directories.ofListing({}), ElementsAre(0, 2));
+    EXPECT_THAT(directories.of(1), ElementsAre(1, 3));
+    directories.append({2});
+    directories.index.update();
+    EXPECT_THAT(directories.of(2), ElementsAre(4, 5));
+}
+
+TEST(DirectoryIndexTest, StopsWhereItIsToldTo) {
+    VisitedDirectories directories(2);
+    for (int number = 0; number < 4; ++number) {
+        directories.append({1});
+    }
+    EXPECT_THAT(directories.of(1), ElementsAre(0, 1));
+    directories.index.update();
+    EXPECT_THAT(directories.of(1), ElementsAre(0, 1));
+    EXPECT_THAT(directories.ofListing({1}), ElementsAre(0, 1));
+}
+
+TEST(DirectoryIndexTest, WithoutMemoryItLooksAtAllUntilTheNextIsAppended) {
+    VisitedDirectories directories;
+    directories.append({1});
+    directories.index.update();
+    directories.append({2});
+    {
+        const AllocationFaults faults(1);
+        directories.index.update();
+        EXPECT_TRUE(faults.struck());
+    }
+    EXPECT_THAT(directories.of(1), ElementsAre(0, 1));
+    directories.append({1});
+    directories.index.update();
+    EXPECT_THAT(directories.of(1), ElementsAre(0, 2));
 }
 
 TEST(DirectoryIndexTest, KeyValueDirectoriesAreFoundToo) {

@@ -25,6 +25,23 @@ TEST_F(ServiceLockTest, ThatFailsLosesNothing) {
         [](unsigned long nth) { return LockFaults(nth, EAGAIN); });
 }
 
+TEST_F(ServiceLockTest, IsTakenByEveryCallThatTouchesWhatThreadsShare) {
+    for (const ServiceOperation& operation : serviceOperations()) {
+        SCOPED_TRACE(operation.name);
+        ServiceWorld world;
+        const std::string name = operation.name;
+        const bool sharesNothing =
+            name == "createId" || name.find("idKnown, no ") == 0 || name == "userKnown, nobody";
+        const LockFaults first(1, EAGAIN);
+        if (sharesNothing) {
+            EXPECT_NO_THROW(operation.act(world));
+        } else {
+            EXPECT_THROW(operation.act(world), std::system_error);
+        }
+        EXPECT_EQ(first.struck(), !sharesNothing);
+    }
+}
+
 TEST_F(ServiceLockTest, OfTheRegistryThatFailsChangesNoHandler) {
     const std::string name = "a handler behind a lock";
     Nimra::OperationHandler mine;

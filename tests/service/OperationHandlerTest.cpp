@@ -117,6 +117,17 @@ TEST_F(OperationHandlerTest, TakingHandsOverTheOperationItself) {
     EXPECT_EQ(deaths, 1);
 }
 
+TEST_F(OperationHandlerTest, AnOperationIsTakenByItsIdOutOfTheMiddle) {
+    OperationHandler handler;
+    handler.queueOperation(new WatchedOperation(3, deaths));
+    Operation* const operation = new WatchedOperation(1, deaths);
+    handler.queueOperation(operation);
+    handler.queueOperation(new WatchedOperation(2, deaths));
+    EXPECT_EQ(handler.take(1).get(), operation);
+    EXPECT_EQ(handler.take(1), nullptr);
+    EXPECT_THAT(idsOf(handler.operations()), ElementsAre(3, 2));
+}
+
 TEST_F(OperationHandlerTest, AHandlerTakesItsOperationsWithIt) {
     {
         OperationHandler handler;

@@ -352,6 +352,13 @@ TEST_F(ParkedOperationsTest, AnyOtherUrlStaysAsItIs) {
     }
 }
 
+TEST_F(ParkedOperationsTest, AnIdThatStaysIsWrittenAsItWas) {
+    const std::string local = std::to_string(LocalDocument);
+    const Nimra::ItemFilter& filter = parkUrl(1, "/v1/documents/007/" + local + "/session");
+    parked.idKnown(LocalDocument, 51);
+    EXPECT_EQ(filter.url, "/v1/documents/007/51/session");
+}
+
 TEST_F(ParkedOperationsTest, WhatIsKnownHoldsForWhatIsParkedLater) {
     parked.idKnown(LocalDocument, Document);
     parked.userKnown(User);
@@ -614,6 +621,22 @@ TEST_F(ParkedOperationsTest, CancellingFreesWhatWasHeldBack) {
     parkFile(2, Rename, Document, Folder);
     parked.cancel(1);
     EXPECT_THAT(takeReady(), ElementsAre(2));
+}
+
+TEST_F(ParkedOperationsTest, WhatIsFreedLeavesThoughNothingWasReadyBefore) {
+    parkFile(1, Rename, LocalDocument, Folder);
+    parkFile(2, Rename, LocalDocument + 1, Folder);
+    parkFile(3, Rename, Document, Folder);
+    EXPECT_THAT(takeReady(), IsEmpty());
+    parked.cancel(1);
+    EXPECT_THAT(takeReady(), IsEmpty());
+    EXPECT_THAT(takeWaitingFor(LocalDocument + 1), ElementsAre(2));
+    EXPECT_THAT(takeReady(), ElementsAre(3));
+    parkFile(4, Rename, LocalDocument, Folder);
+    parkFile(5, Rename, Document, Folder);
+    EXPECT_THAT(takeReady(), IsEmpty());
+    parked.cancel(4);
+    EXPECT_THAT(takeReady(), ElementsAre(5));
 }
 
 TEST_F(ParkedOperationsTest, CancellingACreationLeavesWhatNeedsItsDocument) {

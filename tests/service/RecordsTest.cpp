@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "service/Document.h"
+#include "service/DocumentSession.h"
 #include "service/Folder.h"
 #include "service/ItemFilter.h"
 #include "service/PelData.h"
@@ -283,6 +284,16 @@ TEST(DocumentTest, TheMembersStandInTheirFixedOrder) {
                    &d.checksum,   &d.nameCopy,   &d.comment,      &d._keyValues}));
     EXPECT_EQ(sizeof(d.aclMode), 4u);
     EXPECT_EQ(sizeof(d.state), 4u);
+}
+
+// --- DocumentSession ---------------------------------------------------------------------------
+
+TEST(DocumentSessionTest, ADefaultMadeOneIsForNothing) {
+    const OnRubbish<DocumentSession> session;
+    EXPECT_EQ(session->folderId, 0u);
+    EXPECT_EQ(session->documentId, 0u);
+    EXPECT_EQ(session->userId, 0u);
+    EXPECT_EQ(session->token, "");
 }
 
 // --- Folder ------------------------------------------------------------------------------------

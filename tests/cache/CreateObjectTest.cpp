@@ -417,6 +417,41 @@ TEST_F(CreateObjectTest, NoLockIsHeldWhileTheOperationIsParked) {
     EXPECT_THAT(held, ElementsAre(false, false));
 }
 
+TEST_F(CreateObjectTest, FolderAndObjectAreHeldWhileTheOperationIsSent) {
+    const long folderHolders = folder.use_count();
+    const long objectHolders = object.use_count();
+    long folderHoldersThen = 0;
+    long objectHoldersThen = 0;
+    const WatchingHandler handler([&](auto*) {
+        folderHoldersThen = folder.use_count();
+        objectHoldersThen = object.use_count();
+    });
+
+    create();
+
+    EXPECT_EQ(folderHoldersThen, folderHolders + 1);
+    // The argument, and its write side.
+    EXPECT_EQ(objectHoldersThen, objectHolders + 2);
+}
+
+TEST_F(CreateObjectTest, FolderAndObjectAreHeldWhileTheOperationIsParked) {
+    folder->idLoaded(false);
+    const long folderHolders = folder.use_count();
+    const long objectHolders = object.use_count();
+    long folderHoldersThen = 0;
+    long objectHoldersThen = 0;
+    WatchingQueue queue([&](auto*) {
+        folderHoldersThen = folder.use_count();
+        objectHoldersThen = object.use_count();
+    });
+    cache.setOpWithoutIdsQueue(&queue);
+
+    create();
+
+    EXPECT_EQ(folderHoldersThen, folderHolders + 1);
+    EXPECT_EQ(objectHoldersThen, objectHolders + 2);
+}
+
 TEST_F(CreateObjectTest, FailureOfTheHandlerReachesTheCaller) {
     const WatchingHandler handler([](auto*) { throw std::runtime_error("full"); });
 

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <future>
+#include <ios>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -13,6 +15,7 @@
 #include <vector>
 
 #include "tests/support/Fakes.h"
+#include "tests/support/SilentOutput.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/WatchingFakes.h"
 
@@ -1142,6 +1145,48 @@ TEST_F(RemoteMoveTest, ParentIsReadAndWrittenAfterTheLookUpsLockIsReleased) {
     EXPECT_TRUE(cache.onRemoteObjectMoved(80, 1));
 
     EXPECT_EQ(object->lastLocks, "none");
+}
+
+/// An object that waits for a sign when it is asked for its parent for the first time.
+class WaitingObject : public ObjectInternal {
+  public:
+    using ObjectInternal::ObjectInternal;
+    using ObjectInternal::parentId;
+
+    unsigned long parentId() const override {
+        if (!_isAsked.exchange(true)) {
+            asked.set_value();
+            sign.get_future().wait_for(Patience);
+        }
+        return ObjectInternal::parentId();
+    }
+    mutable std::promise<void> asked;
+    mutable std::promise<void> sign;
+
+  private:
+    mutable std::atomic<bool> _isAsked{false};
+};
+
+TEST_F(RemoteMoveTest, NoMutexIsNeededOnceTheItemIsFound) {
+    const SilentOutput untraced(std::ios_base::failbit);  // The trace asks for the parent, too.
+    const auto object = std::make_shared<WaitingObject>(nullptr);
+    wired.probe.items()[1] = object;
+    auto asked = object->asked.get_future();
+
+    auto moved =
+        std::async(std::launch::async, [this] { return cache.onRemoteObjectMoved(80, 1); });
+
+    ASSERT_EQ(asked.wait_for(Patience), std::future_status::ready);
+    {
+        const std::unique_lock store(wired.probe.itemsMutex(), std::try_to_lock);
+        const std::unique_lock directories(wired.probe.mutex(), std::try_to_lock);
+        EXPECT_TRUE(store.owns_lock());
+        EXPECT_TRUE(directories.owns_lock());
+        object->sign.set_value();
+        EXPECT_EQ(moved.wait_for(Patience), std::future_status::ready);
+    }
+    EXPECT_TRUE(moved.get());
+    EXPECT_EQ(object->parentId(), 80u);
 }
 
 }  // namespace

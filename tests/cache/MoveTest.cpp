@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <cerrno>
 #include <chrono>
 #include <future>
 #include <iostream>
@@ -8,11 +9,13 @@
 #include <stdexcept>
 #include <streambuf>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "tests/support/Fakes.h"
+#include "tests/support/LockFaults.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/WatchingFakes.h"
 
@@ -296,6 +299,23 @@ TEST_F(MoveTest, MoveWaitsForTheDirectoriesMutexAndKeepsTheStoresMeanwhile) {
     EXPECT_THAT(left->items(), IsEmpty());
 }
 
+TEST_F(MoveTest, ParentFieldsAreWrittenBeforeTheDirectoriesMutexIsTaken) {
+    if (!LockFaults::arePossible()) {
+        GTEST_SKIP() << "the thread sanitizer has to see every lock itself";
+    }
+    const auto left = directory({5}, {document});
+    {
+        const LockFaults second(2, EAGAIN);
+        EXPECT_THROW(cache.moveItem(7, 6, 90), std::system_error);
+        EXPECT_TRUE(second.struck());
+    }
+
+    EXPECT_EQ(document->parentId(), 6u);
+    EXPECT_EQ(document->oldParentId(), 90u);
+    EXPECT_THAT(left->items(), ElementsAre(document));
+    EXPECT_EQ(trace.text(), moveTrace(7));
+}
+
 // --- moveObject: the whole trace ---------------------------------------------------------------
 
 class MoveObjectTest : public MoveTest {
@@ -447,6 +467,152 @@ TEST_F(MoveObjectTest, OnlyTheLookUpIsUnderTheStoresMutexAfterTheMove) {
                             "Ormek::DirectoryCache::getItem 1: store",
                             "Ormek::DirectoryCache::getItem 1.2 parentId: 6 5 7: store",
                             "Ormek::DirectoryCache::moveObject Queueing operation:"));
+}
+
+// --- Directories that queries have made --------------------------------------------------------
+
+/// Document 7 lies in folder 5. The cache made the directories itself, in this order.
+class QueriedDirectoriesTest : public MoveTest {
+  protected:
+    QueriedDirectoriesTest() { trace.clear(); }
+
+    std::shared_ptr<QueryResultInternal> queried(
+        std::vector<unsigned long> folders, const std::string& query,
+        const std::vector<std::shared_ptr<Item>>& entries = {}) {
+        FilterInternal filter = folderFilter(0);
+        filter.setDataId(std::move(folders));
+        filter.setQuery(query);
+        std::shared_ptr<QueryResult> made;
+        EXPECT_FALSE(cache.get(filter, made));
+        auto internal = std::dynamic_pointer_cast<QueryResultInternal>(made);
+        for (const auto& entry : entries) {
+            internal->addItem(entry, false);
+        }
+        return internal;
+    }
+
+    const std::shared_ptr<QueryResultInternal> entered = queried({6}, "", {neighbour});
+    const std::shared_ptr<QueryResultInternal> left = queried({5}, "", {document});
+    const std::shared_ptr<QueryResultInternal> searched = queried({6}, "doc");
+    const std::shared_ptr<QueryResultInternal> both = queried({5, 6}, "", {neighbour, document});
+    const std::shared_ptr<QueryResultInternal> refusing = queried({6}, "neighbour", {neighbour});
+    const std::shared_ptr<QueryResultInternal> other = queried({90}, "");
+};
+
+TEST_F(QueriedDirectoriesTest, AreWalkedInTheOrderInWhichTheyWereMade) {
+    cache.moveItem(7, 6, 5);
+
+    EXPECT_EQ(trace.text(), moveTrace(7) + adding() + removing() + adding() + removing());
+    EXPECT_THAT(entered->items(), ElementsAre(neighbour, document));
+    EXPECT_THAT(left->items(), IsEmpty());
+    EXPECT_THAT(searched->items(), ElementsAre(document));
+    EXPECT_THAT(both->items(), ElementsAre(neighbour));
+    EXPECT_THAT(refusing->items(), ElementsAre(neighbour));
+    EXPECT_THAT(other->items(), IsEmpty());
+}
+
+TEST_F(QueriedDirectoriesTest, AreWalkedInThatOrderOnTheWayBackToo) {
+    cache.moveItem(7, 6, 5);
+    trace.clear();
+
+    cache.moveItem(7, 5, 6);
+
+    EXPECT_EQ(trace.text(),
+              moveTrace(7) + removing() + adding() + removing() + removing() + removing());
+    EXPECT_THAT(entered->items(), ElementsAre(neighbour));
+    EXPECT_THAT(left->items(), ElementsAre(document));
+    EXPECT_THAT(searched->items(), IsEmpty());
+    EXPECT_THAT(both->items(), ElementsAre(neighbour));
+}
+
+TEST_F(QueriedDirectoriesTest, OneOfBothFoldersIsVisitedOnceWhenTheyAreTheSame) {
+    cache.moveItem(7, 5, 5);
+
+    EXPECT_EQ(trace.text(), moveTrace(7) + removing() + removing());
+    EXPECT_THAT(left->items(), IsEmpty());
+    EXPECT_THAT(both->items(), ElementsAre(neighbour));
+}
+
+TEST_F(QueriedDirectoriesTest, OneThatIsMadeAfterAMoveIsWalkedLast) {
+    cache.moveItem(7, 6, 5);
+    const auto late = queried({6, 91}, "");
+    trace.clear();
+
+    cache.moveItem(7, 6, 92);
+
+    EXPECT_EQ(trace.text(), moveTrace(7) + adding() + adding() + adding() + adding());
+    EXPECT_THAT(both->items(), ElementsAre(neighbour, document));
+    EXPECT_THAT(late->items(), ElementsAre(document));
+}
+
+TEST_F(QueriedDirectoriesTest, OnlyTheFirstOneOfItsFolderLosesARemovedItem) {
+    cache.removeObject(5, 7, 3, &protocol);
+
+    EXPECT_THAT(left->items(), IsEmpty());
+    EXPECT_THAT(both->items(), ElementsAre(neighbour, document));
+    EXPECT_EQ(trace.text(),
+              "Ormek::DirectoryCache::removeDocument 1\n"
+              "Ormek::DirectoryCache::removeDocument 2 items len: 1\n"
+              "Ormek::DirectoryCache::removeDocument 2 dir len: 6\n"
+              "Ormek::DirectoryCache::removeDocument 3 items len: 1\n"
+              "Ormek::DirectoryCache::removeDocument 3 dir len: 6\n"
+              "Ormek::DirectoryCache::getItem 1\n"
+              "Ormek::DirectoryCache::getItem 1.2 parentId: 5 4 7\n"
+              "Ormek::DirectoryCache::removeDocument Sending operation\n");
+}
+
+TEST_F(QueriedDirectoriesTest, FirstOneOfItsFolderCountsEvenWhenTheRemovedItemIsInALaterOne) {
+    entered->addItem(document, false);
+    searched->addItem(document, false);
+
+    cache.removeObject(6, 7, 3, &protocol);
+
+    EXPECT_THAT(entered->items(), ElementsAre(neighbour));
+    EXPECT_THAT(searched->items(), ElementsAre(document));
+    EXPECT_THAT(both->items(), ElementsAre(neighbour, document));
+}
+
+TEST_F(QueriedDirectoriesTest, EveryOneOfItsFolderLosesAnItemThatLeavesTheStore) {
+    cache.removeItem(5, 7);
+
+    EXPECT_THAT(left->items(), IsEmpty());
+    EXPECT_THAT(both->items(), ElementsAre(neighbour));
+    EXPECT_EQ(cache.itemsSize(), 0u);
+    EXPECT_EQ(trace.text(), "");
+}
+
+TEST_F(QueriedDirectoriesTest, KeepARenamedItemWhereItIsAndTakeInNone) {
+    cache.renameObject(5, 7, 3, "neighbour", &protocol);
+
+    EXPECT_THAT(left->items(), ElementsAre(document));
+    EXPECT_THAT(both->items(), ElementsAre(neighbour, document));
+    EXPECT_THAT(searched->items(), IsEmpty());
+    EXPECT_THAT(refusing->items(), ElementsAre(neighbour));
+    EXPECT_EQ(trace.text(),
+              "Ormek::DirectoryCache::renameDocument 1\n"
+              "Ormek::DirectoryCache::renameDocument 2 items len: 1\n"
+              "Ormek::DirectoryCache::renameDocument 2 dir len: 6\n"
+              "Ormek::DirectoryCache::renameDocument 2 newName: neighbour\n"
+              "Orm::DirectoryCache::renameItem newName: neighbour\n"
+              "Orm::DirectoryCache::rename tempItem->name(): neighbour\n"
+              "Ormek::DirectoryCache::renameDocument 3 items len: 1\n"
+              "Ormek::DirectoryCache::renameDocument 3 dir len: 6\n"
+              "Ormek::Directory::Cache::renameDocument id: 7 folderId: 5 userId: 3 "
+              "newName: neighbour\n"
+              "Ormek::DirectoryCache::getItem 1\n"
+              "Ormek::DirectoryCache::getItem 1.2 parentId: 5 4 7\n"
+              "Ormek::DirectoryCache::renameDocument 4 \n");
+}
+
+TEST_F(QueriedDirectoriesTest, MatchARenamedItemByItsNewNameWhenItMoves) {
+    cache.renameItem(7, "new neighbour");
+    trace.clear();
+
+    cache.moveItem(7, 6, 5);
+
+    EXPECT_EQ(trace.text(), moveTrace(7) + adding() + removing() + removing() + adding());
+    EXPECT_THAT(searched->items(), IsEmpty());
+    EXPECT_THAT(refusing->items(), ElementsAre(neighbour, document));
 }
 
 }  // namespace

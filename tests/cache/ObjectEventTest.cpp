@@ -263,6 +263,70 @@ TEST_F(ObjectEventTest, Kind13WithoutKeyValuesSavesLengthAndMimeTypeOnly) {
     EXPECT_THAT(sent()->document().keyValues(), IsEmpty());
 }
 
+// --- Each kind: its trace when it is parked ----------------------------------------------------
+
+std::string parkTrace(unsigned long operationId) {
+    return "queueing rename operation with op id: " + std::to_string(operationId) +
+           "\nOrmek::DirectoryCache::renameDocument 4 \n";
+}
+
+TEST_F(ObjectEventTest, ParkedKind4IsTraced) {
+    event(4, 0);
+
+    EXPECT_EQ(trace.text(), "Ormek::DirectoryCache::moveItem itemId: 7\n" + lookUpTrace("6 8") +
+                                "Ormek::DirectoryCache::moveObject Queueing operation\n");
+}
+
+TEST_F(ObjectEventTest, ParkedKind5IsTraced) {
+    const auto id = event(5, 0);
+
+    EXPECT_EQ(trace.text(),
+              "Ormek::DirectoryCache::removeDocument 1\n"
+              "Ormek::DirectoryCache::removeDocument 2 items len: 1\n"
+              "Ormek::DirectoryCache::removeDocument 2 dir len: 0\n"
+              "Ormek::DirectoryCache::removeDocument 3 items len: 1\n"
+              "Ormek::DirectoryCache::removeDocument 3 dir len: 0\n" +
+                  lookUpTrace("5 4") +
+                  "Ormek::DirectoryCache::removeDocument Queueing operation operationId: " +
+                  std::to_string(id) + "\n");
+}
+
+TEST_F(ObjectEventTest, ParkedKind6IsTraced) {
+    const auto id = event(6, 0);
+
+    EXPECT_EQ(trace.text(),
+              "Ormek::DirectoryCache::objectEvent Rename obj name: edited\n"
+              "Ormek::DirectoryCache::renameDocument 1\n"
+              "Ormek::DirectoryCache::renameDocument 2 items len: 1\n"
+              "Ormek::DirectoryCache::renameDocument 2 dir len: 0\n"
+              "Ormek::DirectoryCache::renameDocument 2 newName: edited\n"
+              "Orm::DirectoryCache::renameItem newName: edited\n"
+              "Orm::DirectoryCache::rename tempItem->name(): edited\n"
+              "Ormek::DirectoryCache::renameDocument 3 items len: 1\n"
+              "Ormek::DirectoryCache::renameDocument 3 dir len: 0\n"
+              "Ormek::Directory::Cache::renameDocument id: 7 folderId: 6 userId: 0 "
+              "newName: edited\n" +
+                  lookUpTrace("5 4") + parkTrace(id));
+}
+
+TEST_F(ObjectEventTest, ParkedKind10IsTraced) {
+    const auto id = event(10, 0);
+
+    EXPECT_EQ(trace.text(),
+              "Ormek::Directory::Cache::getStreams id: 7 parentId: 6 userId: 0 Name: edited\n" +
+                  lookUpTrace("5 4") + parkTrace(id));
+}
+
+TEST_F(ObjectEventTest, ParkedKind13IsTraced) {
+    const auto id = event(13, 0);
+
+    EXPECT_EQ(trace.text(),
+              "Ormek::Directory::Cache::saveMetaData id: 7 parentId: 6 userId: 0 Name: edited\n" +
+                  lookUpTrace("5 4") + parkTrace(id));
+}
+
+// --- The object speaks as it is at the moment of the call --------------------------------------
+
 TEST_F(ObjectEventTest, PlainValueSpeaksForItsSource) {
     Object plain(*edited);
     edited->name("changed since");

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/support/Fakes.h"
+#include "tests/support/LineWatcher.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/WatchingFakes.h"
 
@@ -41,25 +42,6 @@ class FlushCounter : private std::stringbuf {
 
     std::streambuf* _previous;
     int _count = 0;
-};
-
-/// Calls a function for each line that is written to std::cout during its life.
-class LineWatcher : private std::streambuf {
-  public:
-    explicit LineWatcher(std::function<void(const std::string&)> watch)
-        : _watch(std::move(watch)), _previous(std::cout.rdbuf(this)) {}
-    LineWatcher(const LineWatcher&) = delete;
-    LineWatcher& operator=(const LineWatcher&) = delete;
-    ~LineWatcher() override { std::cout.rdbuf(_previous); }
-
-  private:
-    std::streamsize xsputn(const char* text, std::streamsize length) override {
-        _watch(std::string(text, static_cast<std::size_t>(length)));
-        return length;
-    }
-
-    std::function<void(const std::string&)> _watch;
-    std::streambuf* _previous;
 };
 
 /// Document 7, "old name", lies in folder 5; two more entries and two directories make the counts

@@ -118,6 +118,16 @@ TEST_F(SessionTest, TraceIsWrittenBeforeTheHandOver) {
     EXPECT_EQ(traceAtHandOver, sessionTrace("/v1/documents/12/345/session"));
 }
 
+TEST_F(SessionTest, TraceIsWrittenBeforeTheOperationIsParked) {
+    std::string traceAtHandOver;
+    WatchingQueue queue([&](auto*) { traceAtHandOver = trace.text(); });
+    cache.setOpWithoutIdsQueue(&queue);
+
+    cache.getObjectSession(12, 345, 0, &protocol);
+
+    EXPECT_EQ(traceAtHandOver, sessionTrace("/v1/documents/12/345/session"));
+}
+
 // --- The operation -----------------------------------------------------------------------------
 
 TEST_F(SessionTest, EveryArgumentArrivesInItsPlace) {

@@ -246,30 +246,33 @@ class DirectoryCache {
 
     // --- Actions of the user. --------------------------------------------------------------
     // Each hands an operation to the service layer, or parks it while the item has no server id,
-    // and returns its id at once; the answer goes to `protocol`. The item must be cached, but
-    // where said. None takes a lock of the cache for the hand-over. Mind the order of the
-    // arguments: it differs.
+    // and in any case when the user id is 0; it returns the operation's id at once, and the answer
+    // goes to `protocol`. The item must be cached, but where said. Those that send look the item
+    // up under the store's mutex and hand the operation over under none; what else they lock is
+    // said below. Mind the order of the arguments: it differs.
 
     /// Gives a cached entry another name, and nothing else. No lock.
     void renameItem(unsigned long id, std::string newName);
     /// The same with the escaped name of a record. No lock.
     void renameDocument(Nimra::Document document);
-    /// Renames the cached entry, then sends.
+    /// Renames the cached entry, without a lock, then sends.
     unsigned long renameObject(unsigned long folderId, unsigned long id, unsigned long userId,
                                std::string newName, Nimra::ItemEventProtocol* protocol);
     /// Gives a cached entry its new parent, takes it out of the directories of the old one and
     /// adds it to all others that it matches. The store's mutex and, inside it, the directories'.
     void moveItem(unsigned long itemId, unsigned long newParentId, unsigned long oldParentId);
-    /// Moves the cached entry, then sends.
+    /// Moves the cached entry, with the locks of moveItem, then sends.
     unsigned long moveObject(unsigned long userId, unsigned long oldParentId, unsigned long itemId,
                              unsigned long newParentId, std::string name,
                              Nimra::ItemEventProtocol* protocol);
-    /// Sends, then takes the entry out of the first directory of its folder; it stays in the
-    /// store.
+    /// Sends, then takes the entry out of the first directory of its folder, under the
+    /// directories' mutex; it stays in the store.
     unsigned long removeObject(unsigned long parentId, unsigned long id, unsigned long userId,
                                Nimra::ItemEventProtocol* protocol);
-    /// Sends a new document. Neither the document nor its folder need be cached; without the
-    /// folder nothing is sent or parked, and the operation stays allocated.
+    /// Sends a new document, or parks it while its folder has no server id or the id 0; the user
+    /// plays no part. Neither the document nor its folder need be cached; without the folder
+    /// nothing is sent or parked, and the operation stays allocated. The store's mutex to look the
+    /// folder up.
     unsigned long createObject(std::shared_ptr<Object> object, KeyValueMap keyValues,
                                unsigned long userId, Nimra::ItemEventProtocol* protocol);
     /// Asks for a document's streams.
@@ -279,11 +282,11 @@ class DirectoryCache {
     unsigned long saveMetaData(unsigned long userId, unsigned long parentId, unsigned long id,
                                std::string name, unsigned long length, std::string mimeType,
                                KeyValueMap keyValues, Nimra::ItemEventProtocol* protocol);
-    /// Opens a session on a document, cached or not; parked only without a user.
+    /// Opens a session on a document, cached or not; parked only without a user. No lock.
     unsigned long getObjectSession(unsigned long folderId, unsigned long documentId,
                                    unsigned long userId, Nimra::ItemEventProtocol* protocol);
     /// Applies the action of a kind code to what `object` says now: 4 move, 5 remove, 6 rename,
-    /// 10 streams, 13 save metadata. 0 for any other kind.
+    /// 10 streams, 13 save metadata, with that action's locks. 0 for any other kind.
     unsigned long objectEvent(Object& object, unsigned long userId, unsigned int kind,
                               Nimra::ItemEventProtocol* protocol);
 

@@ -29,7 +29,9 @@ class OperationHandler {
     /// An id that was never given before in this process, starting at 1.
     static unsigned long createId();
 
-    /// Takes ownership of the operation, which must not be null, from the first instruction on.
+    /// Takes ownership of the operation, which must not be null, from the first instruction on. The
+    /// cache still reads its id when this has returned: whoever takes it keeps it until the cache's
+    /// call is over, too.
     virtual void queueOperation(Operation* operation);
 
     /// What is queued, in order, to look at; each is valid until it is taken.

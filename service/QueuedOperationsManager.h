@@ -52,7 +52,9 @@ class QueuedOperationsManager {
 
     /// Takes ownership of the operation, which must not be null, from the first instruction on:
     /// when this throws, the operation is gone. What is known already is put right in it, too. A
-    /// creation is parked before what needs the document that it creates.
+    /// creation is parked before what needs the document that it creates. The cache still reads the
+    /// operation's id when this has returned: whoever takes it keeps it until the cache's call is
+    /// over, too.
     virtual void push(Nimra::Operation* operation);
     /// Number of parked operations.
     virtual unsigned long size() const;

@@ -198,6 +198,9 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void forgetFound(unsigned long folderId);
     void refreshFolder(const Nimra::Folder& folder);
     void refreshTags(const std::vector<Nimra::Tag>& tags);
+    static void refreshObject(ObjectInternal& object, const Nimra::Document& record);
+
+    // --- Changes made elsewhere (EngineChanges.cpp) -----------------------------------------
 
     template <class Record>
     void changeElsewhere(Record record);
@@ -228,7 +231,6 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void applySuccess(const Undertaking& undertaking, unsigned long operationId,
                       const Nimra::Document& record);
     void refreshFrom(unsigned long id, Nimra::Document record, const Edits::State& shown);
-    static void refreshObject(ObjectInternal& object, const Nimra::Document& record);
     void giveServerId(unsigned long localId, unsigned long serverId);
     void failAction(const Undertaking& undertaking, unsigned long operationId,
                     const Nimra::ServiceError& error);

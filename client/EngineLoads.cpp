@@ -1,13 +1,11 @@
-// Loads, and how what the service says reaches the cache: pages, and changes made elsewhere.
+// Loads, and how the pages that they bring reach the cache.
 
 #include <algorithm>
 #include <limits>
-#include <stdexcept>
 #include <type_traits>
 
 #include "client/Engine.h"
 #include "client/EntryStates.h"
-#include "service/LocalIds.h"
 
 namespace Ormek {
 
@@ -36,12 +34,6 @@ std::vector<unsigned long> idsOf(const Nimra::Page& page) {
 bool isListed(const Edits::State& entry, const FilterInternal& filter) {
     return filter.matchesDataId(entry.folderId) &&
            entry.name.find(filter.getQuery()) != std::string::npos;
-}
-
-void checkIsServerId(unsigned long id) {
-    if (id == 0 || Nimra::isLocalId(id)) {
-        throw std::invalid_argument("not a server id: " + std::to_string(id));
-    }
 }
 
 template <class Record>
@@ -270,6 +262,9 @@ void Client::Engine::receive(Record& record, const Directory& directory) {
     }
 }
 
+template void Client::Engine::receive(Nimra::Document&, const Directory&);
+template void Client::Engine::receive(Nimra::Folder&, const Directory&);
+
 // The total that comes with a page does not count what is only on its way into the folder, whatever
 // the listing makes of an entry with a server id.
 void Client::Engine::setArrivalsAside(const Load& load) {
@@ -414,41 +409,6 @@ void Client::Engine::refreshTags(const std::vector<Nimra::Tag>& tags) {
     }
 }
 
-// --- Changes made elsewhere ----------------------------------------------------------------
-
-void Client::Engine::onRemoteChange(Nimra::Document document) {
-    changeElsewhere(std::move(document));
-}
-
-void Client::Engine::onRemoteChange(Nimra::Folder folder) { changeElsewhere(std::move(folder)); }
-
-template <class Record>
-void Client::Engine::changeElsewhere(Record record) {
-    checkIsServerId(record.id);
-    if (record.id == _rootId) {
-        throw std::invalid_argument("the root folder cannot be changed");
-    }
-    const unsigned long folderId = record.parentId;
-    if (!isFolderHeld(folderId)) {
-        loseElsewhere(record.id);
-        return;
-    }
-    doubtLoads(folderId);
-    const Before before = this->before({record.id});
-    const Values stood = valuesOf(record.id);
-    receive(record, nullptr);
-    const bool stands = stood && _cache.getItemInternal(record.id);
-    const std::shared_ptr<Item> item = bringIn(record);
-    if (stands && stood->folderId == item->parentId()) {
-        _listings.refit(item);
-    } else if (!isHidden(record.id)) {
-        _listings.enter(item);
-    }
-    doubt(folderId, record.id);
-    invalidate(folderId);
-    tell(before);
-}
-
 void Client::Engine::refreshObject(ObjectInternal& object, const Nimra::Document& record) {
     refresh(object, record);
     object.length(record.length);
@@ -459,54 +419,6 @@ void Client::Engine::refreshObject(ObjectInternal& object, const Nimra::Document
     object._shares = record.shares;
     object._state = record.state;
     object.dataLoaded(true);
-}
-
-std::shared_ptr<Item> Client::Engine::bringIn(Nimra::Document& document) {
-    if (const auto known =
-            OrmekCast::castObjectInternal(_cache.castObject(_cache.getItemInternal(document.id)))) {
-        refreshObject(*known, document);
-        return known;
-    }
-    const std::shared_ptr<Object> made = _cache.getObject(document);
-    // An empty entry under the id would stay in its place.
-    _cache.removeItemFromCache(document.id);
-    _cache.cacheObjectPtrInternal(made);
-    _cache.updateItemId(document.id, document.id);
-    return made;
-}
-
-std::shared_ptr<Item> Client::Engine::bringIn(Nimra::Folder& folder) {
-    if (const auto known = _cache.getItemInternal(folder.id)) {
-        refreshFolder(folder);
-        return known;
-    }
-    const std::shared_ptr<Container> made = _cache.getContainer(folder);
-    _cache.removeItemFromCache(folder.id);
-    _cache.cacheContainerPtrInternal(made);
-    _cache.updateItemId(folder.id, folder.id);
-    return made;
-}
-
-void Client::Engine::onRemoteRemoval(unsigned long id) {
-    if (id == _rootId) {
-        throw std::invalid_argument("the root folder cannot be removed");
-    }
-    checkIsServerId(id);
-    loseElsewhere(id);
-}
-
-// Any page that is under way may bring back what is not known, or no longer.
-void Client::Engine::loseElsewhere(unsigned long id) {
-    for (auto& [operationId, load] : _loads) {
-        load.doubted = true;
-    }
-    lose(id);
-}
-
-void Client::Engine::onRemoteDoubt(unsigned long folderId) {
-    folderId = current(folderId);
-    doubtLoads(folderId);
-    invalidate(folderId);
 }
 
 }  // namespace Ormek

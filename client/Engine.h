@@ -95,7 +95,8 @@ class Client::Engine : private Nimra::ItemEventProtocol {
         FilterInternal filter;
         Directory directory;
         std::vector<Waiter> waiters;
-        bool doubted = false;  // Something has changed elsewhere since it was asked for.
+        unsigned long newsBefore = 0;  // As many changes were told when it was asked for.
+        bool doubted = false;          // What it brings may be how things were before a change.
     };
 
     // An action without an outcome.
@@ -181,7 +182,15 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void reload(const State& state, LoadKind kind, FilterInternal filter, Directory directory);
     Load takeLoad(unsigned long operationId);
     void loadFailed(const Load& load, const Nimra::ServiceError& error);
-    void doubtLoads(unsigned long folderId);
+
+    bool isOutdated(const Load& load, const Nimra::Page& page) const;
+    bool isNews(unsigned long id, const Load& load) const;
+    void keepNews(const Load& load, Nimra::Page& page);
+    template <class Record>
+    void keepNews(const Load& load, std::vector<Record>& records);
+    template <class Record>
+    bool update(Record& record, unsigned long folderId);
+    void keepArrivals(const Load& load);
 
     void mergePage(const Load& load, Nimra::Page& page);
     void mergeEntries(const Load& load, Nimra::Page& page);
@@ -205,6 +214,10 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     template <class Record>
     void changeElsewhere(Record record);
     void loseElsewhere(unsigned long id);
+    void noteNews(unsigned long id);
+    void doubtLoads(unsigned long folderId);
+    void doubtPages(unsigned long folderId);
+    void doubtLookUps(const Item& item);
     std::shared_ptr<Item> bringIn(Nimra::Document& document);
     std::shared_ptr<Item> bringIn(Nimra::Folder& folder);
 
@@ -246,6 +259,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     unsigned long current(unsigned long id) const { return _parked.serverId(id); }
     bool isHidden(unsigned long id) const;
     Shown shownOf(unsigned long id);
+    Shown servedOf(unsigned long id);
     Values valuesOf(unsigned long id);
     void show(unsigned long id, const Shown& was, const Shown& now);
     void showFolder(const std::shared_ptr<Item>& item, bool wasShown, unsigned long folderId);
@@ -269,6 +283,9 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     Edits _edits;
     unsigned long _rootId = 0;
     std::map<unsigned long, Load> _loads;  // By operation id.
+    // The entries that were told of while a load was under way, and by which of all changes.
+    std::map<unsigned long, unsigned long> _news;
+    unsigned long _newsCount = 0;
     Undertakings _undertakings;
     // Where an entry was found last. It may have moved or gone since: look before trusting it.
     std::map<std::pair<unsigned long, std::string>, unsigned long> _found;

@@ -34,7 +34,8 @@ void Client::Engine::changeElsewhere(Record record) {
         loseElsewhere(record.id);
         return;
     }
-    doubtLoads(folderId);
+    noteNews(record.id);
+    doubtPages(folderId);
     const Before before = this->before({record.id});
     const Values stood = valuesOf(record.id);
     receive(record, nullptr);
@@ -45,6 +46,7 @@ void Client::Engine::changeElsewhere(Record record) {
     } else if (!isHidden(record.id)) {
         _listings.enter(item);
     }
+    doubtLookUps(*item);
     doubt(folderId, record.id);
     invalidate(folderId);
     tell(before);
@@ -84,11 +86,8 @@ void Client::Engine::onRemoteRemoval(unsigned long id) {
     loseElsewhere(id);
 }
 
-// Any page that is under way may bring back what is not known, or no longer.
 void Client::Engine::loseElsewhere(unsigned long id) {
-    for (auto& [operationId, load] : _loads) {
-        load.doubted = true;
-    }
+    noteNews(id);
     lose(id);
 }
 
@@ -96,6 +95,44 @@ void Client::Engine::onRemoteDoubt(unsigned long folderId) {
     folderId = current(folderId);
     doubtLoads(folderId);
     invalidate(folderId);
+}
+
+// --- Loads that are under way meanwhile ------------------------------------------------------
+
+// Any page may bring the entry, and the folder where it stood another length.
+void Client::Engine::noteNews(unsigned long id) {
+    if (_loads.empty()) {
+        _news.clear();
+        return;
+    }
+    _news[id] = ++_newsCount;
+    if (const Shown served = servedOf(id)) {
+        doubtPages(served->folderId);
+    }
+}
+
+void Client::Engine::doubtLoads(unsigned long folderId) {
+    for (auto& [operationId, load] : _loads) {
+        load.doubted = load.doubted || load.filter.matchesDataId(folderId);
+    }
+}
+
+void Client::Engine::doubtPages(unsigned long folderId) {
+    for (auto& [operationId, load] : _loads) {
+        load.doubted =
+            load.doubted || (load.kind != LoadKind::LookUp && load.filter.matchesDataId(folderId));
+    }
+}
+
+// Whoever looks for this name is answered with the entry, which the service may not have had yet.
+void Client::Engine::doubtLookUps(const Item& item) {
+    for (auto& [operationId, load] : _loads) {
+        if (load.kind == LoadKind::LookUp && load.filter.matchesDataId(item.parentId()) &&
+            load.filter.getPath() == item.name()) {
+            load.doubted = true;
+            _found[{item.parentId(), item.name()}] = item.id();
+        }
+    }
 }
 
 }  // namespace Ormek

@@ -89,7 +89,7 @@ void Client::Engine::await(const State& state, LoadKind kind, const FilterIntern
                            const Directory& directory, unsigned long operationId) {
     ++_statistics.loads;
     state->answer.source = AnswerSource::Load;
-    _loads.emplace(operationId, Load{kind, filter, directory, {state}, false});
+    _loads.emplace(operationId, Load{kind, filter, directory, {state}, _newsCount, false});
 }
 
 void Client::Engine::reload(const State& state, LoadKind kind, FilterInternal filter,
@@ -104,7 +104,7 @@ void Client::Engine::reload(const State& state, LoadKind kind, FilterInternal fi
 Client::Engine::Load Client::Engine::takeLoad(unsigned long operationId) {
     const auto found = _loads.find(operationId);
     if (found == _loads.end()) {
-        return {LoadKind::LookUp, {}, nullptr, {}, false};
+        return {LoadKind::LookUp, {}, nullptr, {}};
     }
     Load load = std::move(found->second);
     _loads.erase(found);
@@ -122,19 +122,13 @@ void Client::Engine::loadFailed(const Load& load, const Nimra::ServiceError& err
     });
 }
 
-// The page of a load that is under way may be how things were before a change made elsewhere.
-void Client::Engine::doubtLoads(unsigned long folderId) {
-    for (auto& [operationId, load] : _loads) {
-        load.doubted = load.doubted || load.filter.matchesDataId(folderId);
-    }
-}
-
 void Client::Engine::pageLoaded(unsigned long operationId, const Nimra::ItemFilter& /*filter*/,
                                 Nimra::Page& page) {
-    const Load load = takeLoad(operationId);
+    Load load = takeLoad(operationId);
     if (!load.directory) {
         return;
     }
+    load.doubted = isOutdated(load, page);
     const unsigned long folderId = load.filter.getDataId().front();
     if (!isFolderHeld(folderId)) {
         loadFailed(load, {Nimra::Reason::NotFound, "the folder is no longer there"});
@@ -184,6 +178,71 @@ void Client::Engine::concludeEach(const Load& load, Conclude conclude) {
     }
 }
 
+// --- What is newer than a page -------------------------------------------------------------
+
+// Whether the page may be how things were before a change made elsewhere: in the folder, or to
+// an entry that comes with it.
+bool Client::Engine::isOutdated(const Load& load, const Nimra::Page& page) const {
+    const auto isNewsHere = [&](const auto& record) { return isNews(record.id, load); };
+    return load.doubted || std::any_of(page.folders.begin(), page.folders.end(), isNewsHere) ||
+           std::any_of(page.documents.begin(), page.documents.end(), isNewsHere);
+}
+
+bool Client::Engine::isNews(unsigned long id, const Load& load) const {
+    const auto told = _news.find(id);
+    return told != _news.end() && told->second > load.newsBefore;
+}
+
+// A page does not take back what was told since it was asked for.
+void Client::Engine::keepNews(const Load& load, Nimra::Page& page) {
+    keepNews(load, page.folders);
+    keepNews(load, page.documents);
+}
+
+template <class Record>
+void Client::Engine::keepNews(const Load& load, std::vector<Record>& records) {
+    const unsigned long folderId = load.filter.getDataId().front();
+    std::vector<Record> kept;
+    for (Record& record : records) {
+        if (!isNews(record.id, load) || update(record, folderId)) {
+            kept.push_back(std::move(record));
+        }
+    }
+    records = std::move(kept);
+}
+
+// Makes a record say what is known of the entry; false when it is no longer what it says, or where.
+template <class Record>
+bool Client::Engine::update(Record& record, unsigned long folderId) {
+    const std::shared_ptr<Item> item = _cache.getItemInternal(record.id);
+    const Shown served = item ? servedOf(record.id) : std::nullopt;
+    if (!served || served->folderId != folderId ||
+        isFolderRecord<Record> != (_cache.castContainer(item) != nullptr)) {
+        return false;
+    }
+    apply(*served, record);
+    record.updated = item->updated();
+    if constexpr (!isFolderRecord<Record>) {
+        const std::shared_ptr<Object> object = _cache.castObject(item);
+        record.length = object->length();
+        record.mimeType = object->mimeType();
+    }
+    return true;
+}
+
+// What came into the folder since the page was asked for is not in it, and stays all the same.
+void Client::Engine::keepArrivals(const Load& load) {
+    const unsigned long folderId = load.filter.getDataId().front();
+    QueryResultInternal& listing = internalOf(load);
+    for (const auto& [id, number] : _news) {
+        const std::shared_ptr<Item> item = _cache.getItemInternal(id);
+        if (isNews(id, load) && item && item->parentId() == folderId && !_edits.has(id) &&
+            listing.filter().matchesQuery(*item)) {
+            listing.addItem(item, false);
+        }
+    }
+}
+
 // --- Merging -------------------------------------------------------------------------------
 
 void Client::Engine::mergePage(const Load& load, Nimra::Page& page) {
@@ -196,6 +255,9 @@ void Client::Engine::mergePage(const Load& load, Nimra::Page& page) {
 }
 
 void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
+    if (load.doubted) {
+        keepNews(load, page);
+    }
     const std::vector<unsigned long> delivered = idsOf(page);
     const bool wasLoaded =
         load.kind == LoadKind::Listing && internalOf(load).isPageLoaded(load.filter);
@@ -211,6 +273,9 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
     setArrivalsAside(load);
     addToCache(load, page);
     keepEdits(load, delivered);
+    if (load.doubted) {
+        keepArrivals(load);
+    }
     if (load.kind == LoadKind::Listing) {
         // What was found by name before may be gone now.
         forgetFound(load.filter.getDataId().front());
@@ -218,7 +283,9 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
     tell(before, wasLoaded);
     doubtDelivered(load, delivered);
     doubtVanished(load, stood);
-    dropVanished(load);
+    if (!load.doubted) {
+        dropVanished(load);
+    }
 }
 
 void Client::Engine::addToCache(const Load& load, Nimra::Page& page) {

@@ -39,6 +39,11 @@ Client::Engine::Shown Client::Engine::shownOf(unsigned long id) {
     return item ? Shown(stateOf(*item)) : std::nullopt;
 }
 
+// What the service says of an entry, as far as is known.
+Client::Engine::Shown Client::Engine::servedOf(unsigned long id) {
+    return _edits.has(id) ? _edits.served(id) : shownOf(id);
+}
+
 Client::Engine::Values Client::Engine::valuesOf(unsigned long id) {
     const std::shared_ptr<Item> item = isHidden(id) ? nullptr : _cache.getItemInternal(id);
     if (!item) {

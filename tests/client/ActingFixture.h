@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <chrono>
 #include <iostream>
@@ -176,6 +177,11 @@ class ActingTest : public ::testing::Test {
         return client().poll(action).state == ActionState::Pending;
     }
     void settle() { EXPECT_TRUE(client().waitUntilIdle(Patience)); }
+    /// Until an answer has come that was not taken in yet.
+    void awaitAnswer() {
+        pollfd ready{client().fd(), POLLIN, 0};
+        EXPECT_EQ(::poll(&ready, 1, 20'000), 1);
+    }
     /// Until the service has begun with so many calls.
     void awaitLog(std::size_t lines) {
         const auto deadline = std::chrono::steady_clock::now() + Patience;

@@ -73,7 +73,8 @@ bool Client::Engine::isComplete(const Directory& directory) {
 
 bool Client::Engine::join(const State& state, const FilterInternal& filter) {
     const auto underWay = std::find_if(_loads.begin(), _loads.end(), [&](const auto& entry) {
-        return entry.second.kind != LoadKind::LookUp && samePage(entry.second.filter, filter);
+        const Load& load = entry.second;
+        return load.kind != LoadKind::LookUp && !load.doubted && samePage(load.filter, filter);
     });
     // What is held and current is answered from memory all the same.
     if (underWay == _loads.end() || isCurrent(underWay->second.directory, filter)) {

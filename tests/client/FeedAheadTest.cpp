@@ -169,6 +169,32 @@ TEST_F(FeedAheadTest, PagesThatAreAskedForLaterAreBelievedAgain) {
     EXPECT_TRUE(client().item(30));
 }
 
+// --- Queries that come after a change ----------------------------------------------------------
+
+TEST_F(FeedAheadTest, QueryAfterADoubtDoesNotJoinALoadFromBeforeIt) {
+    fillRoot();
+    client().onRemoteDoubt(Root);
+    const Query before = answered([&] { return client().list(Root); });
+    service.addDocument(40, Root, "new");
+    client().onRemoteDoubt(Root);
+    const Query after = client().list(Root);
+    const Query joining = client().list(Root);
+    EXPECT_THAT(namesOf(take(before)), ElementsAre("A", "B", "x"));
+    EXPECT_THAT(namesOf(take(after)), ElementsAre("A", "B", "new", "x"));
+    EXPECT_EQ(take(joining).source, AnswerSource::JoinedLoad);
+    EXPECT_EQ(list(Root).source, AnswerSource::Memory);
+}
+
+TEST_F(FeedAheadTest, QueryForTagsAfterADoubtDoesNotJoinALoadFromBeforeIt) {
+    fillRoot();
+    const Query before = answered([&] { return client().tags(Root); });
+    service.addTag(50, Root, "artist", "x");
+    client().onRemoteDoubt(Root);
+    const Query after = client().tags(Root);
+    EXPECT_THAT(take(before).entries, IsEmpty());
+    EXPECT_THAT(take(after).entries, SizeIs(1));
+}
+
 // --- Look-ups --------------------------------------------------------------------------------
 
 TEST_F(FeedAheadTest, EntryThatLeftAfterTheLookUpStaysWhereItIs) {

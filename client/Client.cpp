@@ -22,7 +22,13 @@ Client::~Client() {
     };
     {
         const std::lock_guard lock(_engine->mutex);
-        _engine->shutDown();
+        _engine->end();
+    }
+    // Outside the lock: what the running operation calls may call the client.
+    _engine->worker().stop();
+    {
+        const std::lock_guard lock(_engine->mutex);
+        _engine->concludeAll();
     }
     while (deliver()) {
     }

@@ -100,33 +100,31 @@ Client::Engine::Engine(std::unique_ptr<Nimra::StorageService> service, unsigned 
 }
 
 Client::Engine::~Engine() {
-    shutDown();
     if (Nimra::OperationHandler::getHandler(HandlerName) == &_worker) {
         Nimra::OperationHandler::registerHandler(HandlerName, nullptr);
     }
 }
 
-void Client::Engine::shutDown() noexcept {
-    _ended = true;
-    _worker.stop();
-    // What waits for others fails with them. An answer may lead to a further operation, which a
-    // stopped worker fails at once; and whoever is told may throw.
+// An answer may lead to a further operation, which a stopped worker fails at once; and telling of
+// one may fail. Every turn takes something away.
+void Client::Engine::concludeAll() noexcept {
     bool more = true;
     while (more) {
         try {
-            more = _worker.collect() != 0;
-            for (const QueuedOperationsManager::Waiting& waiting : _parked.waiting()) {
-                const auto parked = _parked.cancel(waiting.operationId);
-                if (parked) {
-                    more = true;
-                    failed(parked->id(), {Nimra::Reason::NotReachable,
-                                          "the service was shut down before this was started"});
-                }
-            }
+            more = _worker.collect() != 0 || concludeFirstParked();
         } catch (...) {
             more = true;
         }
     }
+}
+
+bool Client::Engine::concludeFirstParked() {
+    const auto parked = _parked.takeFirst();
+    if (parked) {
+        failed(parked->id(),
+               {Nimra::Reason::NotReachable, "the service was shut down before this was started"});
+    }
+    return parked != nullptr;
 }
 
 // --- Questions -----------------------------------------------------------------------------

@@ -65,9 +65,10 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     std::vector<WaitingAction> waiting();
     void setOnline(bool online);
     bool online() const { return !_ended && !_worker.paused(); }
-    /// Ends the worker and concludes whatever has no outcome. Nothing can be undertaken any more,
-    /// and questions are answered as offline.
-    void shutDown() noexcept;
+    /// From now on nothing can be undertaken, and questions are answered as offline.
+    void end() { _ended = true; }
+    /// Concludes whatever has no outcome. The worker must have been stopped.
+    void concludeAll() noexcept;
 
     void onRemoteChange(Nimra::Document document);
     void onRemoteChange(Nimra::Folder folder);
@@ -142,6 +143,8 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void sessionOpened(unsigned long operationId, const Nimra::DocumentSession& session) override;
     void failed(unsigned long operationId, const Nimra::ServiceError& error) override;
     void progress(unsigned long operationId, unsigned long done, unsigned long total) override;
+
+    bool concludeFirstParked();
 
     // --- Questions (Engine.cpp) ------------------------------------------------------------
 

@@ -321,13 +321,23 @@ std::unique_ptr<Nimra::Operation> QueuedOperationsManager::cancel(unsigned long 
     const auto found =
         std::find_if(_operations.begin(), _operations.end(),
                      [&](const auto& operation) { return operation->id() == operationId; });
-    if (found == _operations.end()) {
+    return extract(found);
+}
+
+std::unique_ptr<Nimra::Operation> QueuedOperationsManager::takeFirst() noexcept {
+    const std::lock_guard lock(_mutex);
+    return extract(_operations.begin());
+}
+
+std::unique_ptr<Nimra::Operation> QueuedOperationsManager::extract(
+    Operations::iterator operation) noexcept {
+    if (operation == _operations.end()) {
         return nullptr;
     }
-    std::unique_ptr<Nimra::Operation> cancelled = std::move(*found);
-    _operations.erase(found);
+    std::unique_ptr<Nimra::Operation> taken = std::move(*operation);
+    _operations.erase(operation);
     _anyReady = true;
-    return cancelled;
+    return taken;
 }
 
 std::vector<QueuedOperationsManager::Waiting> QueuedOperationsManager::assess() const {

@@ -83,6 +83,9 @@ class QueuedOperationsManager {
     /// For when `localId` will never be known: whatever needs it, in order, and whatever needs a
     /// document that one of these would have created.
     Operations takeWaitingFor(unsigned long localId);
+    /// The first one, whatever it waits for; empty when nothing is parked. Never throws, so that
+    /// nothing keeps what is parked from coming to an end.
+    std::unique_ptr<Nimra::Operation> takeFirst() noexcept;
     /// The operation of that id; empty when it is not parked. What needs the document that it would
     /// have created stays.
     std::unique_ptr<Nimra::Operation> cancel(unsigned long operationId);
@@ -92,6 +95,7 @@ class QueuedOperationsManager {
     void putAllRight() noexcept;
     unsigned long known(unsigned long id) const noexcept;
     std::vector<Waiting> assess() const;
+    std::unique_ptr<Nimra::Operation> extract(Operations::iterator operation) noexcept;
     Operations extract(const std::vector<bool>& leaving);
 
     mutable std::mutex _mutex;

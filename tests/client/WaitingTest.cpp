@@ -679,6 +679,40 @@ TEST_F(WaitingTest, RunningActionIsWaitedForWhenTheClientGoesAndWhatWaitedForItI
     }
 }
 
+TEST_F(WaitingTest, WhatTheRunningActionCallsMayCallTheClientWhileItGoes) {
+    /// Content that calls while it is read, which the service waits for.
+    class Calling : public Text {
+      public:
+        explicit Calling(std::function<void()> call) : Text("content"), _call(std::move(call)) {}
+        std::size_t read(char* buffer, std::size_t size) override {
+            _call();
+            return Text::read(buffer, size);
+        }
+
+      private:
+        std::function<void()> _call;
+    };
+    fillRoot();
+    Client& going = client();
+    const Action waiting = client().createFolder(Root, "before");
+    settle();
+    std::atomic<int> calls{0};
+    client().createDocument(Root, "new", std::make_unique<Calling>([&] {
+                                while (going.online()) {
+                                    std::this_thread::yield();
+                                }
+                                going.onRemoteChange(Nimra::Document(40, Root, 1, "told"));
+                                EXPECT_EQ(going.poll(waiting).state, ActionState::Done);
+                                EXPECT_FALSE(going.cancel(waiting.operationId()));
+                                ++calls;
+                            }));
+    awaitLog(2);
+    destroyClient();
+    EXPECT_GT(calls, 0);
+    EXPECT_EQ(lastTold<EntryAdded>().id, 40U);
+    EXPECT_EQ(lastTold<Outcome>().state, ActionState::Done);
+}
+
 TEST_F(WaitingTest, NothingIsUndertakenAnyMoreWhileTheClientGoes) {
     fillRoot();
     client().setOnline(false);

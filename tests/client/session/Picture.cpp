@@ -42,7 +42,7 @@ void Picture::take(const EntryIdChanged& event) {
 
 void Picture::expectSame(unsigned long id, const EntryValues& was, const char* event) const {
     const auto known = _entries.find(id);
-    if (known == _entries.end()) {
+    if (known == _entries.end() || mayBeBack(id)) {
         return;
     }
     const std::string text =
@@ -53,7 +53,7 @@ void Picture::expectSame(unsigned long id, const EntryValues& was, const char* e
 
 void Picture::see(unsigned long id, const EntryValues& values) {
     const auto known = _entries.find(id);
-    if (known == _entries.end() || (!known->second && _doubted.count(id) != 0)) {
+    if (known == _entries.end() || mayBeBack(id)) {
         _entries[id] = values;
         return;
     }
@@ -75,6 +75,8 @@ bool Picture::isGone(unsigned long id) const {
     const auto known = _entries.find(id);
     return known != _entries.end() && !known->second;
 }
+
+bool Picture::mayBeBack(unsigned long id) const { return isGone(id) && _doubted.count(id) != 0; }
 
 std::map<unsigned long, EntryValues> Picture::present() const {
     std::map<unsigned long, EntryValues> all;

@@ -28,6 +28,8 @@ class Picture {
 
     /// As far as was told.
     bool isGone(unsigned long id) const;
+    /// It was gone, and may have come back without a word.
+    bool mayBeBack(unsigned long id) const;
     /// What is believed to be there.
     std::map<unsigned long, EntryValues> present() const;
     /// Empty when nothing is believed to be there under that id.

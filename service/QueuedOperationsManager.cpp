@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <iterator>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -172,6 +173,37 @@ Facts factsOf(const Nimra::Operation& operation) {
     return {};
 }
 
+/// Has an operation on a document that was not moved after all look for it where it stays. True for
+/// a further move: what comes behind that one is about its folder.
+bool forgetMove(Nimra::FileOperation& operation, const Nimra::Document& moved) {
+    Nimra::Document& document = operation.document();
+    if (document.id != moved.id) {
+        return false;
+    }
+    const bool isMove = kindOf(operation) == Kind::Move;
+    unsigned long& folderId = isMove ? document.oldParentId : document.parentId;
+    folderId = folderId == moved.parentId ? moved.oldParentId : folderId;
+    return isMove;
+}
+
+/// The same for the request of a session.
+void forgetMove(Nimra::ItemFilter& filter, const Nimra::Document& moved) {
+    const std::optional<SessionIds> ids = sessionIds(filter.url);
+    if (ids && ids->document.value == moved.id && ids->folder.value == moved.parentId) {
+        filter.url.replace(ids->folder.begin, ids->folder.end - ids->folder.begin,
+                           std::to_string(moved.oldParentId));
+    }
+}
+
+bool forgetMove(Nimra::Operation& operation, const Nimra::Document& moved) {
+    if (auto* load = dynamic_cast<Nimra::DataLoaderOperation*>(&operation)) {
+        forgetMove(load->filter(), moved);
+        return false;
+    }
+    auto* file = dynamic_cast<Nimra::FileOperation*>(&operation);
+    return file && forgetMove(*file, moved);
+}
+
 bool anyIn(const std::set<unsigned long>& set, const std::vector<unsigned long>& ids) {
     return std::any_of(ids.begin(), ids.end(),
                        [&](unsigned long id) { return set.count(id) != 0; });
@@ -321,7 +353,23 @@ std::unique_ptr<Nimra::Operation> QueuedOperationsManager::cancel(unsigned long 
     const auto found =
         std::find_if(_operations.begin(), _operations.end(),
                      [&](const auto& operation) { return operation->id() == operationId; });
+    if (found == _operations.end()) {
+        return nullptr;
+    }
+    putRightBehind(found);
     return extract(found);
+}
+
+void QueuedOperationsManager::putRightBehind(Operations::iterator cancelled) {
+    const auto* file = dynamic_cast<const Nimra::FileOperation*>(cancelled->get());
+    if (!file || kindOf(*file) != Kind::Move) {
+        return;
+    }
+    for (auto later = std::next(cancelled); later != _operations.end(); ++later) {
+        if (forgetMove(**later, file->document())) {
+            return;
+        }
+    }
 }
 
 std::unique_ptr<Nimra::Operation> QueuedOperationsManager::takeFirst() noexcept {

@@ -87,7 +87,8 @@ class QueuedOperationsManager {
     /// nothing keeps what is parked from coming to an end.
     std::unique_ptr<Nimra::Operation> takeFirst() noexcept;
     /// The operation of that id; empty when it is not parked. What needs the document that it would
-    /// have created stays.
+    /// have created stays. What is parked behind a move, on the same item, looks for it where it
+    /// stays.
     std::unique_ptr<Nimra::Operation> cancel(unsigned long operationId);
 
   private:
@@ -95,6 +96,7 @@ class QueuedOperationsManager {
     void putAllRight() noexcept;
     unsigned long known(unsigned long id) const noexcept;
     std::vector<Waiting> assess() const;
+    void putRightBehind(Operations::iterator cancelled);
     std::unique_ptr<Nimra::Operation> extract(Operations::iterator operation) noexcept;
     Operations extract(const std::vector<bool>& leaving);
 

@@ -564,6 +564,51 @@ TEST_F(WaitingTest, CancelledActionLetsWhatWaitedForItGo) {
     expectServersPicture({Root, Given});
 }
 
+TEST_F(WaitingTest, WhatFollowsACancelledMoveNoLongerNeedsTheFolderItWentTo) {
+    fillRoot();
+    service.failNext("makeFolder", Reason::Refused);
+    service.hold();
+    const Action folder = client().createFolder(Root, "new");
+    const Action moved = client().move(20, folder.entryId());
+    const Action renamed = client().rename(20, "z");
+    const Action saved = client().saveMetaData(20, Blue);
+    const Action opened = client().open(20);
+    const Action session = client().openSession(20);
+    const Action movedOn = client().move(20, 10);
+    const Action last = client().rename(20, "y");
+    EXPECT_TRUE(client().cancel(moved.operationId()));
+    EXPECT_THAT(client().waiting(), IsEmpty());
+    EXPECT_EQ(client().pathOf(20), "/music/y");
+    service.release();
+    expectFailed(folder, Reason::Refused);
+    for (const Action& action : {renamed, saved, opened, session, movedOn, last}) {
+        expectDone(action);
+    }
+    EXPECT_THAT(service.actions(),
+                ElementsAre("makeFolder new in 1 by 1", "rename 20 in 1 to z by 1",
+                            "save 20 z in 1 by 1 length 0 type  colour=blue", "open 20 z in 1 by 1",
+                            "session 20 in 1 by 1", "move 20 z from 1 to 10 by 1",
+                            "rename 20 in 10 to y by 1"));
+    expectServersPicture();
+}
+
+TEST_F(WaitingTest, WhatFollowsACancelledMoveOfWhatIsBeingMadeIsSentWhereItStays) {
+    fillRoot();
+    service.hold();
+    const Action made = client().createDocument(Root, "new");
+    const Action moved = client().move(made.entryId(), 10);
+    const Action renamed = client().rename(made.entryId(), "newer");
+    const Action session = client().openSession(made.entryId());
+    EXPECT_TRUE(client().cancel(moved.operationId()));
+    service.release();
+    expectDone(renamed);
+    expectDone(session);
+    EXPECT_THAT(service.actions(),
+                ElementsAre("create new in 1 by 1", "rename 1000 in 1 to newer by 1",
+                            "session 1000 in 1 by 1"));
+    expectServersPicture();
+}
+
 TEST_F(WaitingTest, ActionQueuedOfflineCanBeCancelled) {
     fillRoot();
     client().setOnline(false);

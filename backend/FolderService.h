@@ -69,6 +69,8 @@ class FolderService : public StorageService {
     /// The document appears whole, with its key values as attributes, or not at all, also when the
     /// process is killed. Reads the content in pieces of one size, with progress after each. The
     /// owner, the type and everything else that a record can say is the file system's to tell.
+    /// A folder that others move or exchange during the upload fails it. That is looked at last
+    /// thing before the document gets its name; what they do in the instant between goes unseen.
     Document create(const Document& document, ContentSource* content,
                     const Progress& progress) override;
     /// Refused for the root, into the entry itself or what lies below it, and across a mount.
@@ -122,6 +124,7 @@ class FolderService : public StorageService {
     unsigned long newId(unsigned long folderId, const std::string& name, EntryKind kind);
     Document relocate(const Entry& entry, const OpenFolder& folder, unsigned long folderId,
                       const std::string& name);
+    void checkIsInPlace(const OpenFolder& folder, unsigned long folderId);
     void removeFolder(const Entry& entry);
     Document recordOf(const Entry& entry, unsigned long folderId, const std::string& name) const;
     OpenFolder open(unsigned long folderId, OpenFolder::Purpose purpose);

@@ -52,6 +52,11 @@ void copy(ContentSource& content, FileWriter& file, const std::string& text,
     std::vector<char> piece(PieceSize);
     unsigned long done = 0;
     while (const std::size_t size = content.read(piece.data(), piece.size())) {
+        if (size > piece.size()) {
+            throw ServiceError(Reason::Internal, "cannot create " + text +
+                                                     ": its source says that it gave more than "
+                                                     "was asked for");
+        }
         done += size;
         if (promised != 0 && done > promised) {
             refuseSize(text, done, promised);
@@ -154,18 +159,31 @@ Document FolderService::create(const Document& document, ContentSource* content,
     const OpenFolder folder = open(folderId, OpenFolder::Purpose::LookingUp);
     checkIsFree(folder, name);
     FileWriter file(folder, name);
-    if (content) {
-        copy(*content, file, folder.text(name), progress);
-    }
+    // First: what cannot be kept is to fail before a long upload, not after it.
     if (const KeyValues values = document.keyValues(); !values.empty()) {
         file.setAttributes(values);
     }
+    if (content) {
+        copy(*content, file, folder.text(name), progress);
+    }
+    checkIsInPlace(folder, folderId);
     Document record = documentRecord(0, folderId, name, file.status());
     record._keyValues = withoutFlags(document.keyValues());
     file.publish();
     dropSnapshot(folderId);
     record.id = newId(folderId, name, EntryKind::Document);
     return record;
+}
+
+/// Fails unless this is still the folder of that id: during a long upload somebody may have put it
+/// elsewhere, even outside the root.
+void FolderService::checkIsInPlace(const OpenFolder& folder, unsigned long folderId) {
+    if (open(folderId, OpenFolder::Purpose::LookingUp).isSameAs(folder)) {
+        return;
+    }
+    _nodes.forget(folderId);
+    dropSnapshot(folderId);
+    throw ServiceError(Reason::NotFound, "the folder " + folder.text() + " is no longer there");
 }
 
 Folder FolderService::makeFolder(const Folder& record) {

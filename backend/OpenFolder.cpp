@@ -105,6 +105,13 @@ struct statx OpenFolder::status() const {
     return status;
 }
 
+bool OpenFolder::isSameAs(const OpenFolder& other) const {
+    const struct statx one = status();
+    const struct statx two = other.status();
+    return one.stx_ino == two.stx_ino && one.stx_dev_major == two.stx_dev_major &&
+           one.stx_dev_minor == two.stx_dev_minor;
+}
+
 int OpenFolder::status(const char* name, struct statx& status) const {
     const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
     return statx(_fd.get(), name, flags, STATX_BASIC_STATS | STATX_BTIME, &status) == 0 ? 0 : errno;

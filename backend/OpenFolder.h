@@ -32,6 +32,9 @@ class OpenFolder {
     /// The status of an entry; 0 or an error number.
     int status(const char* name, struct statx& status) const;
 
+    /// Whether this is the very same folder. Throws ServiceError.
+    bool isSameAs(const OpenFolder& other) const;
+
     /// Whether an entry has extended attributes of the user's, the user. namespace of xattr(7).
     /// Empty when there is no such entry any more. Throws ServiceError.
     std::optional<bool> hasAttributes(const char* name) const;

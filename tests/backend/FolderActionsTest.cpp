@@ -9,8 +9,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <filesystem>
 #include <latch>
 #include <memory>
@@ -23,6 +25,7 @@
 
 #include "backend/EntryName.h"
 #include "tests/backend/ActionFixture.h"
+#include "tests/support/SystemCallFaults.h"
 
 namespace Nimra {
 namespace {
@@ -128,6 +131,81 @@ TEST_F(FolderActionsTest, NothingShowsWhileAnUploadIsUnderWay) {
     };
     service.create(record(5, 1, "a"), &source, {});
     EXPECT_TRUE(isPattern(path("a"), 3 * MiB));
+}
+
+TEST_F(FolderActionsTest, AnUploadIntoAFolderThatIsTakenAwayMeanwhileLandsNowhere) {
+    Ormek::Testing::TemporaryFolder outside;
+    folder.makeFolder("f");
+    folder.writeFile("f/old");
+    const unsigned long f = folderId("f");
+    PatternSource source(3 * MiB);
+    source.before = [&](unsigned long position) {
+        if (position == MiB) {
+            std::filesystem::rename(path("f"), outside / "taken");
+        }
+    };
+    expectRefusal([&] { service.create(record(5, f, "a"), &source, {}); }, Reason::NotFound, "'f'");
+    EXPECT_FALSE(std::filesystem::exists(outside / "taken" / "a"));
+    expectFailure(listing(f), Reason::NotFound, std::to_string(f));
+    EXPECT_THAT(listed(), IsEmpty());
+}
+
+TEST_F(FolderActionsTest, AnUploadIntoAFolderThatIsExchangedMeanwhileLandsInNeither) {
+    folder.makeFolder("f");
+    folder.makeFolder("g");
+    const unsigned long f = folderId("f");
+    PatternSource source(3 * MiB);
+    source.before = [&](unsigned long position) {
+        if (position == MiB) {
+            ASSERT_EQ(renameat2(AT_FDCWD, path("f").c_str(), AT_FDCWD, path("g").c_str(),
+                                RENAME_EXCHANGE),
+                      0);
+        }
+    };
+    expectRefusal([&] { service.create(record(5, f, "a"), &source, {}); }, Reason::NotFound, "'f'");
+    EXPECT_THAT(onDisk("f"), IsEmpty());
+    EXPECT_THAT(onDisk("g"), IsEmpty());
+    EXPECT_NE(folderId("f"), f);
+}
+
+TEST_F(FolderActionsTest, AnUploadIntoAFolderThatIsRemovedMeanwhileFails) {
+    folder.makeFolder("f");
+    const unsigned long f = folderId("f");
+    PatternSource source(3 * MiB);
+    source.before = [&](unsigned long position) {
+        if (position == MiB) {
+            std::filesystem::remove(path("f"));
+        }
+    };
+    expectRefusal([&] { service.create(record(5, f, "a"), &source, {}); }, Reason::NotFound, "'f'");
+    EXPECT_THAT(onDisk(), IsEmpty());
+}
+
+TEST_F(FolderActionsTest, AnUploadIntoTheRootGoesOnWhereverTheRootIsPut) {
+    PatternSource source(3 * MiB);
+    const std::string moved = folder.path().string() + "-moved";
+    source.before = [&](unsigned long position) {
+        if (position == MiB) {
+            std::filesystem::rename(folder.path(), moved);
+        }
+    };
+    EXPECT_EQ(service.create(record(5, 1, "a"), &source, {}).length, 3 * MiB);
+    EXPECT_TRUE(isPattern(moved + "/a", 3 * MiB));
+    std::filesystem::rename(moved, folder.path());
+}
+
+TEST_F(FolderActionsTest, ASourceThatSaysItGaveMoreThanWasAskedForIsNotBelieved) {
+    class Boaster : public PatternSource {
+      public:
+        using PatternSource::PatternSource;
+        std::size_t read(char* buffer, std::size_t size) override {
+            return PatternSource::read(buffer, size) == 0 ? 0 : size + 1;
+        }
+    };
+    Boaster source(MiB, 0);
+    expectRefusal([&] { service.create(record(5, 1, "a"), &source, {}); }, Reason::Internal,
+                  "more than was asked for");
+    EXPECT_THAT(onDisk(), IsEmpty());
 }
 
 TEST_F(FolderActionsTest, AFailingSourceLeavesNothing) {
@@ -684,6 +762,22 @@ TEST_F(FolderActionsTest, MetadataThatDoNotFitLeaveWhatWasThere) {
     unwritable.addKeyValue("z", {tooLarge, false});
     expectRefusal([&] { service.create(unwritable, nullptr, {}); }, Reason::Refused, "user.z");
     EXPECT_THAT(onDisk(), ElementsAre("a"));
+}
+
+TEST_F(FolderActionsTest, MetadataThatCannotBeKeptFailACreationBeforeItsContentIsRead) {
+    const auto expectUnread = [this](const std::string& key, const std::string& value,
+                                     const std::string& part) {
+        PatternSource source(10);
+        source.before = [](unsigned long) { ADD_FAILURE() << "was read"; };
+        Document wanted = record(5, 1, "a");
+        wanted.addKeyValue(key, {value, false});
+        expectRefusal([&] { service.create(wanted, &source, {}); }, Reason::Refused, part);
+    };
+    expectUnread("", "v", "cannot be a key");
+    expectUnread("z", std::string(128 * 1024, 'v'), "user.z");
+    const Ormek::Testing::FailingCall none("setxattr", ENOTSUP);
+    expectUnread("k", "v", "keeps no attributes");
+    EXPECT_THAT(onDisk(), IsEmpty());
 }
 
 TEST_F(FolderActionsTest, AFileSystemWithoutAttributesIsNamed) {

@@ -791,15 +791,23 @@ std::ostream& operator<<(std::ostream& stream, const Step& step) {
                   << step.third << ", " << step.hasUser << "}";
 }
 
-/// An operation in the terms of the model, which rewrites nothing.
+/// An operation in the terms of the model, which rewrites nothing but what a cancelled move leaves.
 struct Parked {
     unsigned long operation;
-    std::set<unsigned long> touched;
-    std::set<unsigned long> needed;
+    enum class Kind { Creation, Relocation, Renaming, Load, Session } kind;
+    unsigned long item;
+    unsigned long folder;
+    unsigned long oldFolder;
     bool needsUser;
-    unsigned long created;  // `Items` for none.
 
-    bool sharesWith(const Parked& other) const { return meets(touched, other.touched); }
+    std::set<unsigned long> touched() const {
+        return kind == Kind::Relocation ? std::set{item, folder, oldFolder}
+                                        : std::set{item, folder};
+    }
+    std::set<unsigned long> needed() const {
+        return kind == Kind::Creation ? std::set{folder} : touched();
+    }
+    bool sharesWith(const Parked& other) const { return meets(touched(), other.touched()); }
     static bool meets(const std::set<unsigned long>& some, const std::set<unsigned long>& others) {
         return std::any_of(some.begin(), some.end(),
                            [&](unsigned long item) { return others.count(item) != 0; });
@@ -811,15 +819,15 @@ class World {
     void take(const Step& step) {
         switch (step.action) {
             case Step::ParkCreation:
-                return park(step, Create, {{step.one, step.other}, {step.other}, step.one});
+                return park(step, Create, Parked::Kind::Creation);
             case Step::ParkMove:
-                return park(step, Move, touchingAll({step.one, step.other, step.third}));
+                return park(step, Move, Parked::Kind::Relocation);
             case Step::ParkRename:
-                return park(step, Rename, touchingAll({step.one, step.other}));
+                return park(step, Rename, Parked::Kind::Renaming);
             case Step::ParkLoad:
-                return parkFilter(step, touchingAll({step.one, step.other}), false);
+                return parkFilter(step, Parked::Kind::Load);
             case Step::ParkSession:
-                return parkFilter(step, touchingAll({step.one, step.other}), true);
+                return parkFilter(step, Parked::Kind::Session);
             case Step::LearnId:
                 return learnId(step.one);
             case Step::LearnUser:
@@ -845,34 +853,27 @@ class World {
     }
 
   private:
-    struct Touching {
-        std::set<unsigned long> touched;
-        std::set<unsigned long> needed;
-        unsigned long created = Items;
-    };
-    static Touching touchingAll(const std::set<unsigned long>& items) { return {items, items}; }
-
-    void park(const Step& step, unsigned int kind, const Touching& touching) {
+    void park(const Step& step, unsigned int number, Parked::Kind kind) {
         Nimra::Document document(firstIdOf(step.one), firstIdOf(step.other),
                                  step.hasUser ? User : 0, "");
-        document.oldParentId = kind == Move ? firstIdOf(step.third) : 0;
-        note(touching, !step.hasUser && kind != Create);
-        _manager.push(new Nimra::FileOperation(_all.size(), document, kind, nullptr));
+        document.oldParentId = number == Move ? firstIdOf(step.third) : 0;
+        note(step, kind, !step.hasUser && number != Create);
+        _manager.push(new Nimra::FileOperation(_all.size(), document, number, nullptr));
     }
-    void parkFilter(const Step& step, const Touching& touching, bool isSession) {
+    void parkFilter(const Step& step, Parked::Kind kind) {
+        const bool isSession = kind == Parked::Kind::Session;
         Nimra::ItemFilter filter;
         filter.userId = step.hasUser ? User : 0;
         if (isSession) {
-            filter.url = sessionUrl(firstIdOf(step.one), firstIdOf(step.other));
+            filter.url = sessionUrl(firstIdOf(step.other), firstIdOf(step.one));
         } else {
             filter.dataId = {firstIdOf(step.one), firstIdOf(step.other)};
         }
-        note(touching, isSession && !step.hasUser);
+        note(step, kind, isSession && !step.hasUser);
         _manager.push(new Nimra::DataLoaderOperation(_all.size(), filter, nullptr));
     }
-    void note(const Touching& touching, bool needsUser) {
-        _all.push_back(
-            {_all.size() + 1, touching.touched, touching.needed, needsUser, touching.created});
+    void note(const Step& step, Parked::Kind kind, bool needsUser) {
+        _all.push_back({_all.size() + 1, kind, step.one, step.other, step.third, needsUser});
         _parked.push_back(_all.back());
     }
 
@@ -907,9 +908,11 @@ class World {
         leave(expected);
     }
     bool isUnknown(const Parked& parked) const {
-        return (parked.needsUser && !_userKnown) ||
-               std::any_of(parked.needed.begin(), parked.needed.end(),
-                           [&](unsigned long item) { return !isKnown(item); });
+        return (parked.needsUser && !_userKnown) || !allKnown(parked.needed());
+    }
+    bool allKnown(const std::set<unsigned long>& items) const {
+        return std::all_of(items.begin(), items.end(),
+                           [&](unsigned long item) { return isKnown(item); });
     }
     bool isKnown(unsigned long item) const { return item < KnownItems || _learnt.count(item) != 0; }
 
@@ -923,6 +926,26 @@ class World {
         if (cancelled) {
             RC_ASSERT(cancelled->id() == operation);
             leave({operation});
+            forgetMove(_all[number]);
+        }
+    }
+    /// What comes behind, up to the next move of the item, looks for it where it stayed.
+    void forgetMove(const Parked& moved) {
+        if (moved.kind != Parked::Kind::Relocation) {
+            return;
+        }
+        for (Parked& later : _parked) {
+            if (later.operation < moved.operation || later.item != moved.item ||
+                later.kind == Parked::Kind::Load) {
+                continue;
+            }
+            const bool isMove = later.kind == Parked::Kind::Relocation;
+            unsigned long& folder = isMove ? later.oldFolder : later.folder;
+            folder = folder == moved.folder ? moved.oldFolder : folder;
+            _all[later.operation - 1] = later;
+            if (isMove) {
+                return;
+            }
         }
     }
 
@@ -934,10 +957,10 @@ class World {
         std::set<unsigned long> doomed;
         for (std::size_t round = 0; round < _parked.size(); ++round) {
             for (const Parked& parked : _parked) {
-                if (Parked::meets(parked.needed, lost)) {
+                if (Parked::meets(parked.needed(), lost)) {
                     doomed.insert(parked.operation);
-                    if (!isKnown(parked.created)) {
-                        lost.insert(parked.created);
+                    if (parked.kind == Parked::Kind::Creation && !isKnown(parked.item)) {
+                        lost.insert(parked.item);
                     }
                 }
             }
@@ -962,7 +985,7 @@ class World {
     void hasServerIds(const Nimra::Operation& operation) const {
         const Parked& parked = _all[operation.id() - 1];
         std::set<unsigned long> expected;
-        for (const unsigned long item : parked.touched) {
+        for (const unsigned long item : parked.touched()) {
             expected.insert(isKnown(item) ? serverIdOf(item) : firstIdOf(item));
         }
         RC_ASSERT(idsIn(operation) == expected);

@@ -34,6 +34,10 @@ class Positions {
         shift(position, -1UL);
     }
     void insertGap(unsigned long position) { shift(position, 1); }
+    void insert(unsigned long position) {
+        shift(position, 1);
+        _positions.insert(position);
+    }
     void clear() { _positions.clear(); }
 
     bool covers(unsigned long begin, unsigned long end) const {
@@ -63,7 +67,7 @@ void editBoth(RangeSet& ranges, Positions& positions) {
     for (int edit = *rc::gen::inRange(1, 40); edit > 0; --edit) {
         const unsigned long begin = position();
         const unsigned long end = position();
-        switch (*rc::gen::weightedElement<int>({{6, 0}, {4, 1}, {3, 2}, {3, 3}, {1, 4}})) {
+        switch (*rc::gen::weightedElement<int>({{6, 0}, {4, 1}, {3, 2}, {3, 3}, {3, 4}, {1, 5}})) {
             case 0:
                 ranges.add(begin, end);
                 positions.add(begin, end);
@@ -79,6 +83,10 @@ void editBoth(RangeSet& ranges, Positions& positions) {
             case 3:
                 ranges.insertGap(begin);
                 positions.insertGap(begin);
+                break;
+            case 4:
+                ranges.insert(begin);
+                positions.insert(begin);
                 break;
             default:
                 ranges.clear();
@@ -118,6 +126,15 @@ TEST(RangeSetTest, EndOfARangeThatReachesAsFarAsPositionsGoStaysThere) {
     EXPECT_TRUE(ranges.covers(10, 20));
     EXPECT_FALSE(ranges.contains(20));
     EXPECT_TRUE(ranges.covers(21, Last));
+    ranges.insert(5);
+    ranges.insert(30);
+    EXPECT_TRUE(ranges.contains(5));
+    EXPECT_FALSE(ranges.contains(10));
+    EXPECT_TRUE(ranges.covers(22, Last));
+    ranges.remove(20, 22);
+    ranges.insert(21);
+    EXPECT_FALSE(ranges.contains(22));
+    EXPECT_TRUE(ranges.covers(23, Last));
 }
 
 TEST(RangeSetTest, RangesThatMeetAreOne) {

@@ -4,14 +4,19 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "model/Object.h"
+#include "tests/support/AllocationFaults.h"
 #include "tests/support/Fakes.h"
 #include "tests/support/FixedCases.h"
 
@@ -368,6 +373,190 @@ TEST(EntryListTest, AssignedListIsACopy) {
     list = same;
     EXPECT_EQ(list.size(), 2U);
     EXPECT_EQ(list.firstOfName("two"), 1);
+}
+
+/// A list of so many entries, without vacant positions.
+EntryList filled(unsigned long count) {
+    EntryList list;
+    list.reserve(0, count);
+    for (unsigned long at = 0; at < count; ++at) {
+        list.put(at, named(at + 1, "n" + std::to_string(at)));
+    }
+    return list;
+}
+
+TEST(EntryListTest, WhatLeavesACopyNeedsNoMemory) {
+    const EntryList list = filled(1000);
+    EntryList copy(list);
+    copy.firstOfName("n1");
+    {
+        const AllocationFaults faults(1);
+        copy.erase(0);
+        copy.vacate(100, 200);
+        copy.take(300);
+        copy.truncate(400);
+        copy.truncate(0);
+        EXPECT_FALSE(faults.struck());
+    }
+    EXPECT_EQ(copy.size(), 0U);
+    EXPECT_EQ(list.size(), 1000U);
+}
+
+TEST(EntryListTest, EndIsBehindTheLastEntry) {
+    EXPECT_EQ(EntryList().end(), 0U);
+    EntryList list = filled(200);
+    EXPECT_EQ(list.end(), 200U);
+    list.truncate(70);
+    EXPECT_EQ(list.end(), 70U);
+    list.erase(3);
+    EXPECT_EQ(list.end(), 69U);
+    list.insert(100, named(1000, "far"));
+    EXPECT_EQ(list.end(), 101U);
+    list.truncate(0);
+    EXPECT_EQ(list.end(), 0U);
+}
+
+/// Where an entry stands, by its name and by its id; what stands there, and what should.
+using Place = std::array<unsigned long, 4>;
+
+std::vector<Place> contentOf(const EntryList& list) {
+    std::vector<Place> content;
+    list.forEach([&](const Entry& entry) {
+        const unsigned long position = list.firstOfName(entry->name()).value_or(Far);
+        const Entry* standing = list.at(position);
+        content.push_back({position, list.firstOfId(entry->id()).value_or(Far),
+                           standing ? (*standing)->id() : 0, entry->id()});
+    });
+    return content;
+}
+
+TEST(EntryListTest, ManyInsertionsAndRemovalsKeepTheOrder) {
+    for (const unsigned long place : {0UL, 40UL, 200UL, 1000UL}) {
+        EntryList list;
+        std::vector<unsigned long> ids;
+        for (unsigned long id = 1; id <= 700; ++id) {
+            const unsigned long at = std::min<unsigned long>(place, ids.size());
+            list.insert(at, named(id, std::to_string(id)));
+            ids.insert(ids.begin() + static_cast<std::ptrdiff_t>(at), id);
+        }
+        for (std::size_t step = 0; !ids.empty(); ++step) {
+            if (step % 50 == 0) {
+                const auto content = contentOf(list);
+                ASSERT_EQ(content.size(), ids.size());
+                for (unsigned long at = 0; at < ids.size(); ++at) {
+                    ASSERT_EQ(content[at], (Place{at, at, ids[at], ids[at]}));
+                }
+            }
+            const std::size_t at = step * 7 % ids.size();
+            ASSERT_EQ(list.erase(at)->id(), ids[at]);
+            ids.erase(ids.begin() + static_cast<std::ptrdiff_t>(at));
+        }
+        EXPECT_EQ(list.size(), 0U);
+        EXPECT_EQ(list.end(), 0U);
+    }
+}
+
+/// Lists in whose copies every vector is full: chunks of all sizes, with gaps and without.
+std::vector<EntryList> listsWithoutRoom() {
+    std::vector<EntryList> lists;
+    for (const unsigned long count : {0UL, 64UL, 140UL}) {
+        lists.push_back(filled(count));
+        EntryList crowded = filled(count);
+        for (unsigned long id = 2000; id < 2064; ++id) {
+            crowded.insert(std::min(count, 40UL), named(id, std::to_string(id)));
+        }
+        lists.push_back(crowded);
+        crowded.insert(5000, named(3000, "far"));
+        lists.push_back(crowded);
+    }
+    return lists;
+}
+
+/// Lets every allocation of a call fail in turn, on a copy; the call changes nothing then.
+template <class Call>
+void failOnEveryAllocation(const EntryList& list, Call call) {
+    const auto before = contentOf(list);
+    EntryList passing(list);
+    call(passing);
+    const auto after = contentOf(passing);
+    bool struck = true;
+    for (unsigned long nth = 1; struck; ++nth) {
+        EntryList copy(list);
+        bool thrown = false;
+        {
+            const AllocationFaults faults(nth);
+            try {
+                call(copy);
+            } catch (const std::bad_alloc&) {
+                thrown = true;
+            }
+            struck = faults.struck();
+        }
+        ASSERT_EQ(contentOf(copy), thrown ? before : after) << nth;
+        if (thrown) {
+            call(copy);
+            ASSERT_EQ(contentOf(copy), after) << nth;
+        }
+        copy.truncate(0);
+        ASSERT_EQ(copy.size(), 0U);
+    }
+}
+
+TEST(EntryListTest, WithoutMemoryNothingIsInserted) {
+    const Entry entry = named(9000, "new");
+    for (const EntryList& list : listsWithoutRoom()) {
+        for (const unsigned long position : {40UL, 64UL, list.size(), 300UL}) {
+            failOnEveryAllocation(list,
+                                  [&](EntryList& copy) { copy.insert(position, Entry(entry)); });
+        }
+    }
+}
+
+TEST(EntryListTest, WithoutMemoryNoRoomIsMadeAndNothingChanges) {
+    for (const EntryList& list : listsWithoutRoom()) {
+        for (const unsigned long position : {40UL, 300UL}) {
+            failOnEveryAllocation(
+                list, [&](EntryList& copy) { copy.reserve(position, position + 200, 10); });
+        }
+        failOnEveryAllocation(list, [](EntryList& copy) { copy.reserveInsertions(10); });
+    }
+}
+
+TEST(EntryListTest, WhereRoomWasMadeNothingFails) {
+    constexpr unsigned long More = 200;
+    std::vector<Entry> entries;
+    for (unsigned long id = 9000; id < 9000 + More; ++id) {
+        entries.push_back(named(id, std::to_string(id)));
+    }
+    for (const EntryList& list : listsWithoutRoom()) {
+        for (const unsigned long position : {0UL, 40UL, list.end()}) {
+            for (const unsigned long nth : {1UL, 2UL, 3UL, 7UL}) {
+                EntryList copy(list);
+                const unsigned long at = std::min(position, copy.end());
+                copy.reserveInsertions(More);
+                {
+                    const AllocationFaults faults(nth);
+                    for (const Entry& entry : entries) {
+                        copy.insert(at, entry);
+                    }
+                }
+                EXPECT_EQ(copy.size(), list.size() + More);
+                EXPECT_EQ(copy.at(at)->get(), entries.back().get());
+                EXPECT_EQ(copy.at(at + More - 1)->get(), entries.front().get());
+            }
+        }
+        EntryList copy(list);
+        copy.reserve(10'000, 10'000 + More);
+        copy.reserve(20'000, 20'000, More);
+        {
+            const AllocationFaults faults(1);
+            for (unsigned long at = 0; at < More; ++at) {
+                copy.put(10'000 + at, entries[at]);
+            }
+            EXPECT_FALSE(faults.struck());
+        }
+        EXPECT_EQ(copy.size(), list.size() + More);
+    }
 }
 
 }  // namespace

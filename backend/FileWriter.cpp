@@ -41,16 +41,18 @@ struct CloseListing {
     void operator()(DIR* listing) const { closedir(listing); }
 };
 
-/// Whether the lock of a file could be had.
-bool lock(const FileDescriptor& file) {
-    return uninterrupted([&] { return flock(file.get(), LOCK_EX | LOCK_NB); }) == 0;
+/// Whether that lock of a file could be had.
+bool lock(const FileDescriptor& file, int kind) {
+    return uninterrupted([&] { return flock(file.get(), kind | LOCK_NB); }) == 0;
 }
 
 /// Whether nobody holds the lock of a file. What may not be opened counts as held.
 bool isAbandoned(const OpenFolder& folder, const char* name) {
     constexpr int Flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     const FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), name, Flags); }));
-    if (fd && lock(fd)) {
+    // The lock that a file takes which is open for reading, also where flock(2) is made of
+    // fcntl(2).
+    if (fd && lock(fd, LOCK_SH)) {
         return true;
     }
     const bool held = fd ? errno == EWOULDBLOCK : reasonOf(errno) != Reason::Internal;
@@ -94,7 +96,7 @@ void FileWriter::openNamed() {
     }
     _temporaryName = std::move(name);
     // Without a lock it could at worst be taken for abandoned; publishing it would fail then.
-    lock(_fd);
+    lock(_fd, LOCK_EX);
 }
 
 void FileWriter::write(const char* data, std::size_t size) {
@@ -129,19 +131,39 @@ void FileWriter::publish() {
     makeDurable(_folder.fd(), _fd.get());
 }
 
-/// Either call fails where the name is taken.
 void FileWriter::giveName() {
-    int result = -1;
-    if (_temporaryName.empty()) {
-        const std::string self = "/proc/self/fd/" + std::to_string(_fd.get());
-        result = linkat(AT_FDCWD, self.c_str(), _folder.fd(), _name.c_str(), AT_SYMLINK_FOLLOW);
-    } else {
-        result = renameat2(_folder.fd(), _temporaryName.c_str(), _folder.fd(), _name.c_str(),
-                           RENAME_NOREPLACE);
+    const int error = _temporaryName.empty() ? linkNameless() : renameTemporary();
+    if (error != 0) {
+        throw namingError(error, "cannot create " + _folder.text(_name));
     }
-    if (result != 0) {
-        throw failure(errno);
+}
+
+// Each of these calls fails where the name is taken.
+
+int FileWriter::linkNameless() const {
+    const std::string self = "/proc/self/fd/" + std::to_string(_fd.get());
+    return linkat(AT_FDCWD, self.c_str(), _folder.fd(), _name.c_str(), AT_SYMLINK_FOLLOW) == 0
+               ? 0
+               : errno;
+}
+
+int FileWriter::renameTemporary() const {
+    if (renameat2(_folder.fd(), _temporaryName.c_str(), _folder.fd(), _name.c_str(),
+                  RENAME_NOREPLACE) == 0) {
+        return 0;
     }
+    const bool unsupported = errno == EINVAL || errno == ENOSYS;
+    return unsupported ? linkTemporary() : errno;
+}
+
+int FileWriter::linkTemporary() const {
+    if (linkat(_folder.fd(), _temporaryName.c_str(), _folder.fd(), _name.c_str(), 0) != 0) {
+        const bool unsupported = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
+        return unsupported ? EINVAL : errno;
+    }
+    // One that stays counts as left behind.
+    unlinkat(_folder.fd(), _temporaryName.c_str(), 0);
+    return 0;
 }
 
 ServiceError FileWriter::failure(int error) const {

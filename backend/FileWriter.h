@@ -16,7 +16,8 @@ namespace Nimra {
 /// Until then the file has no name, and is gone with its writer or the process. On a file system
 /// that has no files without a name it has one of makeTemporaryName(), which folders do not list;
 /// its writer removes it, but a process that is killed leaves it behind. While it is written it is
-/// locked with flock(2), which tells it from what was left.
+/// locked with flock(2), which tells it from what was left. One that has no renaming that never
+/// overwrites must have hard links.
 ///
 /// The folder must live as long as the writer. One thread at a time. Functions throw ServiceError.
 class FileWriter {
@@ -45,6 +46,9 @@ class FileWriter {
   private:
     void openNamed();
     void giveName();
+    int linkNameless() const;
+    int renameTemporary() const;
+    int linkTemporary() const;
     ServiceError failure(int error) const;
 
     const OpenFolder& _folder;

@@ -70,6 +70,13 @@ ServiceError systemError(int error, const std::string& what) {
     return {reasonOf(error), what + ": " + std::generic_category().message(error)};
 }
 
+ServiceError namingError(int error, const std::string& what) {
+    if (error == EINVAL) {
+        return {Reason::Refused, what + ": its file system refuses it"};
+    }
+    return systemError(error, what);
+}
+
 std::string quotedName(std::string_view name) {
     std::string text = "'";
     while (!name.empty()) {

@@ -5,17 +5,21 @@
 #include <sys/file.h>
 #include <sys/wait.h>
 
+#include <cerrno>
 #include <csignal>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
 #include "backend/EntryName.h"
 #include "tests/backend/ActionFixture.h"
+#include "tests/support/SystemCallFaults.h"
 
 namespace Nimra {
 namespace {
 
+using Ormek::Testing::FailingCall;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
@@ -115,6 +119,69 @@ TEST_P(FileWriterTest, WhatAKilledWriterLeavesIsHiddenAndCanBeSwept) {
     EXPECT_THAT(onDisk(), IsEmpty());
 }
 
+/// On a file system that has neither files without a name nor renaming that never overwrites.
+class PlainFileSystemTest : public FileWriterTest {
+  protected:
+    /// Publishes a file; the calls that give names fail as they do there.
+    void publish(FileWriter& file, int renaming, int linking = 0) const {
+        const FailingCall noRenaming("renameat2", renaming);
+        std::optional<FailingCall> noLinking;
+        if (linking != 0) {
+            noLinking.emplace("linkat", linking);
+        }
+        file.publish();
+        EXPECT_TRUE(noRenaming.happened());
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Named, PlainFileSystemTest, testing::Values(Staging::Named),
+                         [](const auto&) { return "Named"; });
+
+TEST_P(PlainFileSystemTest, AFileAppearsWholeAndAlone) {
+    for (const int error : {EINVAL, ENOSYS}) {
+        const std::string name = "a" + std::to_string(error);
+        const auto file = start(name);
+        file->write("hello", 5);
+        publish(*file, error);
+        EXPECT_EQ(content(name), "hello");
+        EXPECT_THAT(onDisk(), ElementsAre(name));
+        std::filesystem::remove(path(name));
+    }
+}
+
+TEST_P(PlainFileSystemTest, NothingIsOverwrittenAndNothingLeft) {
+    folder.writeFile("a", "old");
+    expectRefusal([&] { publish(*start("a"), EINVAL); }, Reason::Exists, "cannot create 'a'");
+    EXPECT_EQ(content("a"), "old");
+    EXPECT_THAT(onDisk(), ElementsAre("a"));
+}
+
+TEST_P(PlainFileSystemTest, WithoutHardLinksNothingIsCreated) {
+    for (const int error : {EPERM, EOPNOTSUPP, ENOSYS, EINVAL}) {
+        expectRefusal([&] { publish(*start("a"), EINVAL, error); }, Reason::Refused,
+                      "cannot create 'a': its file system refuses it");
+        EXPECT_THAT(onDisk(), IsEmpty());
+    }
+}
+
+TEST_P(PlainFileSystemTest, OtherFailuresAreToldAsTheyAre) {
+    expectRefusal([&] { publish(*start("a"), EACCES); }, Reason::NoPermission, "'a'");
+    expectRefusal([&] { publish(*start("a"), EINVAL, ENOSPC); }, Reason::NoSpace, "'a'");
+    EXPECT_THAT(onDisk(), IsEmpty());
+}
+
+TEST_P(PlainFileSystemTest, AFileIsDoneAlsoIfItsOtherNameStays) {
+    const auto file = start("a");
+    file->write("hello", 5);
+    {
+        const FailingCall stays("unlinkat", EIO);
+        publish(*file, EINVAL);
+        EXPECT_TRUE(stays.happened());
+    }
+    EXPECT_EQ(content("a"), "hello");
+    EXPECT_THAT(names(load(listing(1)).documents), ElementsAre("a"));
+}
+
 class AbandonedFilesTest : public ActionFixture {};
 
 TEST_F(AbandonedFilesTest, WhatIsBeingWrittenStaysAndSoDoesEverythingElse) {
@@ -132,6 +199,17 @@ TEST_F(AbandonedFilesTest, WhatIsBeingWrittenStaysAndSoDoesEverythingElse) {
     EXPECT_TRUE(exists(held));
     EXPECT_TRUE(exists("other"));
     EXPECT_THAT(onDisk(), SizeIs(3));
+}
+
+TEST_F(AbandonedFilesTest, WhoOnlyLooksWhetherALeftoverIsHeldDoesNotHoldIt) {
+    const std::string left = makeTemporaryName();
+    folder.writeFile(left);
+    const FileDescriptor root(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // Where a lock for writing takes a file that is open for writing, looking can have this one.
+    const FileDescriptor other(open(path(left).c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(other.get(), LOCK_SH), 0);
+    removeAbandonedFiles(OpenFolder(root, "", OpenFolder::Purpose::LookingUp));
+    EXPECT_THAT(onDisk(), IsEmpty());
 }
 
 TEST(EntryNameTest, TemporaryNamesAreRecognisedAndNoOthers) {

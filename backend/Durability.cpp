@@ -3,7 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <string>
+#include <array>
+#include <cstdio>
 
 #include "backend/FileDescriptor.h"
 #include "backend/Uninterrupted.h"
@@ -11,9 +12,11 @@
 namespace Nimra {
 
 void makeDurable(int fd, int neighbour) {
-    const std::string self = "/proc/self/fd/" + std::to_string(fd);
+    // Not a string, which could find no memory: what is to be made durable has taken effect.
+    std::array<char, 32> self{};
+    std::snprintf(self.data(), self.size(), "/proc/self/fd/%d", fd);
     constexpr int Flags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    const FileDescriptor opened(uninterrupted([&] { return open(self.c_str(), Flags); }));
+    const FileDescriptor opened(uninterrupted([&] { return open(self.data(), Flags); }));
     if (opened) {
         uninterrupted([&] { return fsync(opened.get()); });
     } else if (neighbour >= 0) {

@@ -351,10 +351,14 @@ bool FolderService::add(Page& page, const OpenFolder& folder, unsigned long fold
 Folder FolderService::folderRecord(unsigned long id, unsigned long parentId, std::string_view name,
                                    const struct statx& status) const {
     Folder folder(id, parentId, _userId, std::string(name));
+    setStatus(folder, status);
+    return folder;
+}
+
+void FolderService::setStatus(Folder& folder, const struct statx& status) const {
     folder.created = creationTime(status);
     folder.updated = milliseconds(status.stx_mtime);
     folder.accessLevel = _identity.accessLevel(status);
-    return folder;
 }
 
 Document FolderService::documentRecord(unsigned long id, unsigned long parentId,

@@ -38,8 +38,9 @@ namespace Nimra {
 ///
 /// Actions: what they concern is known by its id alone; the folder and the name that a record says
 /// it has now are not looked at. Nothing that stands anywhere is ever overwritten, also not by an
-/// action of somebody else at the same moment: a taken name fails with Reason::Exists. A full disk
-/// fails with Reason::NoSpace and keeps what it had.
+/// action of somebody else at the same moment: a taken name fails with Reason::Exists. A file
+/// system that cannot promise that refuses to rename and to move, and without hard links to create.
+/// A full disk fails with Reason::NoSpace and keeps what it had.
 ///
 /// Names ".ormek-<32 hexadecimal digits>.part" are kept for files that are being written, on file
 /// systems where these must have a name (see FileWriter.h); they are neither listed nor given, and
@@ -121,7 +122,6 @@ class FolderService : public StorageService {
     unsigned long folderOf(const ItemFilter& filter) const;
     unsigned long knownFolder(unsigned long id) const;
     Entry entryOf(unsigned long id);
-    unsigned long newId(unsigned long folderId, const std::string& name, EntryKind kind);
     Document relocate(const Entry& entry, const OpenFolder& folder, unsigned long folderId,
                       const std::string& name);
     void checkIsInPlace(const OpenFolder& folder, unsigned long folderId);
@@ -142,6 +142,7 @@ class FolderService : public StorageService {
              bool asTag);
     Folder folderRecord(unsigned long id, unsigned long parentId, std::string_view name,
                         const struct statx& status) const;
+    void setStatus(Folder& folder, const struct statx& status) const;
     Document documentRecord(unsigned long id, unsigned long parentId, std::string_view name,
                             const struct statx& status) const;
     Tag tagRecord(unsigned long id, unsigned long parentId, std::string_view name,

@@ -79,16 +79,6 @@ KeyValues withoutFlags(KeyValues values) {
     return values;
 }
 
-ServiceError relocationError(int error, const std::string& from, const std::string& to) {
-    const std::string what = "cannot move " + from + " to " + to;
-    // Said by a file system that cannot tell whether it overwrites, and of a folder that somebody
-    // else has put above the entry.
-    if (error == EINVAL) {
-        return {Reason::Refused, what + ": its file system refuses it"};
-    }
-    return systemError(error, what);
-}
-
 /// The entry, not followed and not opened in the sense of a device or a pipe.
 FileDescriptor pinned(const OpenFolder& folder, const std::string& name) {
     constexpr int Flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
@@ -105,6 +95,41 @@ FileDescriptor pinned(const OpenFolder& folder, const std::string& name) {
     }
     return fd;
 }
+
+/// The id of an entry that is about to be made: what can fail about it has succeeded before. Taken
+/// back unless the entry is made.
+class NewId {
+  public:
+    NewId(NodeTable& nodes, unsigned long folderId, std::string name, EntryKind kind)
+        : _nodes(nodes),
+          _folderId(folderId),
+          _name(std::move(name)),
+          // Under a name that no entry has, for this one may still turn out to be taken.
+          _id(nodes.idOf(folderId, "", kind)) {
+        nodes.reserve(folderId);
+    }
+    NewId(const NewId&) = delete;
+    NewId& operator=(const NewId&) = delete;
+    ~NewId() {
+        if (!_made) {
+            _nodes.takeBack(_id);
+        }
+    }
+
+    unsigned long get() const { return _id; }
+    /// What had this name before is no longer there.
+    void made() {
+        _nodes.move(_id, _folderId, std::move(_name));
+        _made = true;
+    }
+
+  private:
+    NodeTable& _nodes;
+    unsigned long _folderId;
+    std::string _name;
+    unsigned long _id;
+    bool _made = false;
+};
 
 }  // namespace
 
@@ -139,7 +164,8 @@ FolderService::Entry FolderService::entryOf(unsigned long id) {
 }
 
 /// The record of an entry of either kind, without key values, once it lies in that folder under
-/// that name. Actions make their records beforehand: nothing may fail once they have taken effect.
+/// that name. Actions make their records beforehand: nothing may fail once they have taken effect,
+/// not even for want of memory.
 Document FolderService::recordOf(const Entry& entry, unsigned long folderId,
                                  const std::string& name) const {
     Document record = documentRecord(entry.id, folderId, name, entry.status);
@@ -167,11 +193,12 @@ Document FolderService::create(const Document& document, ContentSource* content,
         copy(*content, file, folder.text(name), progress);
     }
     checkIsInPlace(folder, folderId);
-    Document record = documentRecord(0, folderId, name, file.status());
+    NewId id(_nodes, folderId, name, EntryKind::Document);
+    Document record = documentRecord(id.get(), folderId, name, file.status());
     record._keyValues = withoutFlags(document.keyValues());
     file.publish();
+    id.made();
     dropSnapshot(folderId);
-    record.id = newId(folderId, name, EntryKind::Document);
     return record;
 }
 
@@ -191,25 +218,20 @@ Folder FolderService::makeFolder(const Folder& record) {
     checkNewName(name);
     const unsigned long folderId = knownFolder(record.parentId);
     const OpenFolder folder = open(folderId, OpenFolder::Purpose::LookingUp);
+    NewId id(_nodes, folderId, name, EntryKind::Folder);
+    Folder made = folderRecord(id.get(), folderId, name, {});
     if (mkdirat(folder.fd(), name.c_str(), FolderMode) != 0) {
         throw systemError(errno, "cannot make the folder " + folder.text(name));
     }
-    makeDurable(folder.fd());
+    id.made();
     dropSnapshot(folderId);
-    const unsigned long id = newId(folderId, name, EntryKind::Folder);
+    makeDurable(folder.fd());
     // It is made, whether more can be told about it or not.
     struct statx status {};
-    if (folder.status(name.c_str(), status) != 0) {
-        status = {};
+    if (folder.status(name.c_str(), status) == 0) {
+        setStatus(made, status);
     }
-    return folderRecord(id, folderId, name, status);
-}
-
-/// The id of an entry that was just made: what had this name before is no longer there.
-unsigned long FolderService::newId(unsigned long folderId, const std::string& name,
-                                   EntryKind kind) {
-    _nodes.forget(folderId, name);
-    return _nodes.idOf(folderId, name, kind);
+    return made;
 }
 
 // --- Moving and renaming -------------------------------------------------------------------
@@ -232,28 +254,29 @@ Document FolderService::move(const Document& document) {
 Document FolderService::rename(const Document& document) {
     checkNewName(document.name);
     const Entry entry = entryOf(document.id);
-    const OpenFolder folder = open(entry.parentId, OpenFolder::Purpose::LookingUp);
-    return relocate(entry, folder, entry.parentId, document.name);
+    return relocate(entry, entry.folder, entry.parentId, document.name);
 }
 
 Document FolderService::relocate(const Entry& entry, const OpenFolder& folder,
                                  unsigned long folderId, const std::string& name) {
-    const bool staysThere = folderId == entry.parentId && name == entry.name;
     Document record = recordOf(entry, folderId, name);
     record._keyValues = entry.keyValues();
-    if (!staysThere) {
-        if (renameat2(entry.folder.fd(), entry.name.c_str(), folder.fd(), name.c_str(),
-                      RENAME_NOREPLACE) != 0) {
-            throw relocationError(errno, entry.text(), folder.text(name));
-        }
-        _nodes.move(entry.id, folderId, name);
-        dropSnapshot(entry.parentId);
-        dropSnapshot(folderId);
-        // The new place first: rather in both than in none.
-        makeDurable(folder.fd());
-        if (folderId != entry.parentId) {
-            makeDurable(entry.folder.fd());
-        }
+    if (folderId == entry.parentId && name == entry.name) {
+        return record;
+    }
+    std::string newName = name;
+    _nodes.reserve(folderId);
+    if (renameat2(entry.folder.fd(), entry.name.c_str(), folder.fd(), name.c_str(),
+                  RENAME_NOREPLACE) != 0) {
+        throw namingError(errno, "cannot move " + entry.text() + " to " + folder.text(name));
+    }
+    _nodes.move(entry.id, folderId, std::move(newName));
+    dropSnapshot(entry.parentId);
+    dropSnapshot(folderId);
+    // The new place first: rather in both than in none.
+    makeDurable(folder.fd());
+    if (folderId != entry.parentId) {
+        makeDurable(entry.folder.fd());
     }
     return record;
 }

@@ -82,12 +82,17 @@ unsigned long NodeTable::idOf(unsigned long parentId, std::string_view name, Ent
     return id;
 }
 
+void NodeTable::reserve(unsigned long parentId) {
+    Children& children = madeChildrenOf(parentId);
+    children.reserve(children.size() + 1);
+}
+
 void NodeTable::move(unsigned long id, unsigned long parentId, std::string name) {
+    reserve(parentId);
+    // From here on nothing needs memory.
     Node& node = _nodes.at(id);
     Children& from = *_nodes.at(node.parentId).children;
-    Children& to = madeChildrenOf(parentId);
-    // From here on nothing needs memory.
-    to.reserve(to.size() + 1);
+    Children& to = *_nodes.at(parentId).children;
     auto own = from.extract(&node);
     // Taken out first: what is known about the namesake may be so old that this lies below it.
     forget(parentId, name);
@@ -117,6 +122,13 @@ void NodeTable::forget(unsigned long id) {
     release(node);
 }
 
+void NodeTable::takeBack(unsigned long id) {
+    if (id == _lastId) {
+        forget(id);
+        --_lastId;
+    }
+}
+
 void NodeTable::forget(unsigned long parentId, std::string_view name) {
     const Children* children = childrenOf(parentId);
     if (!children) {
@@ -127,18 +139,25 @@ void NodeTable::forget(unsigned long parentId, std::string_view name) {
     }
 }
 
-/// Removes a node that its parent has let go, and all below it. Works off a list of its own, for a
-/// tree can be deeper than the stack.
-void NodeTable::release(Node& node) {
-    std::vector<const Node*> leaving = {&node};
-    for (std::size_t next = 0; next < leaving.size(); ++next) {
-        if (const Children* children = leaving[next]->children.get()) {
-            leaving.insert(leaving.end(), children->begin(), children->end());
+/// Removes a node that its parent has let go, and all below it, from the bottom up. Needs neither
+/// memory nor, for a tree can be deep, more of the stack than a few variables.
+void NodeTable::release(Node& top) {
+    const unsigned long topId = top.id;
+    for (Node* node = &top;;) {
+        if (node->children && !node->children->empty()) {
+            const auto first = node->children->begin();
+            Node* below = *first;
+            node->children->erase(first);
+            node = below;
+            continue;
         }
-    }
-    for (const Node* gone : leaving) {
-        const unsigned long id = gone->id;
+        const unsigned long id = node->id;
+        const unsigned long parentId = node->parentId;
         _nodes.erase(id);
+        if (id == topId) {
+            return;
+        }
+        node = &_nodes.at(parentId);
     }
 }
 

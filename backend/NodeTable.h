@@ -44,6 +44,8 @@ class NodeTable {
     /// parent must be a known folder.
     unsigned long idOf(unsigned long parentId, std::string_view name, EntryKind kind);
 
+    /// Makes room for one more entry in a known folder: the next `move()` into it needs no memory.
+    void reserve(unsigned long parentId);
     /// Puts a known entry into another known folder, or under another name, or both; it and what
     /// lies below it keep their ids. A namesake there is forgotten. The folder must not lie below
     /// the entry.
@@ -51,9 +53,13 @@ class NodeTable {
     /// Whether an entry is that folder or lies below it. Both must be known.
     bool isWithin(unsigned long id, unsigned long folderId) const;
 
-    /// Forgets an entry and what lies below it. Does nothing for the root or an unknown id.
+    /// Forgets an entry and what lies below it, and needs no memory for it. Does nothing for the
+    /// root or an unknown id.
     void forget(unsigned long id);
-    /// The same for the entry of that name in a folder.
+    /// Forgets the entry that was given the last number, if it has this one. As nobody was told of
+    /// it, the number is the next one again.
+    void takeBack(unsigned long id);
+    /// Forgets the entry of that name in a folder, and what lies below it.
     void forget(unsigned long parentId, std::string_view name);
     /// Forgets the entries of a folder that are not among those that it has now.
     void retain(unsigned long parentId, std::span<const FolderEntry> present);
@@ -74,7 +80,7 @@ class NodeTable {
 
     Children* childrenOf(unsigned long id);
     Children& madeChildrenOf(unsigned long id);
-    void release(Node& node);
+    void release(Node& top);
 
     // Nodes stay where they are, so the tables of children can point to them.
     std::unordered_map<unsigned long, Node> _nodes;

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "tests/backend/FolderFixture.h"
+#include "tests/support/SystemCallFaults.h"
 
 namespace Nimra {
 namespace {
@@ -128,6 +129,38 @@ TEST_F(FolderConfinementTest, SwappingBackAndForthNeverShowsTheOutside) {
     }
     EXPECT_GT(shown, 0);
     EXPECT_GT(refused, 0);
+}
+
+TEST_F(FolderConfinementTest, ARenamedEntryStaysInItsFolderThoughThatIsExchanged) {
+    const Ormek::Testing::UnsyncedDisk unsynced;
+    folder.makeFolder("f");
+    folder.makeFolder("g");
+    folder.writeFile("f/a");
+    folder.writeFile("f/home");
+    FileDescriptor home(::open(path("f").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const unsigned long f = folderId("f");
+    std::jthread swapper([this](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            renameat2(AT_FDCWD, path("f").c_str(), AT_FDCWD, path("g").c_str(), RENAME_EXCHANGE);
+        }
+    });
+    int renamed = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        try {
+            const bool forth = faccessat(home.get(), "a", F_OK, 0) == 0;
+            const Page page = look(forth ? "a" : "b", f);
+            if (page.totalCount == 1) {
+                service.rename({page.documents.at(0).id, f, 1, forth ? "b" : "a"});
+                ++renamed;
+            }
+        } catch (const ServiceError& error) {
+            EXPECT_EQ(error.reason(), Reason::NotFound) << error.what();
+        }
+        ASSERT_TRUE(faccessat(home.get(), "a", F_OK, 0) == 0 ||
+                    faccessat(home.get(), "b", F_OK, 0) == 0)
+            << "it has left its folder after " << renamed;
+    }
+    EXPECT_GT(renamed, 0);
 }
 
 TEST_F(FolderConfinementTest, AnUnreadableFolderFailsThatQueryAlone) {

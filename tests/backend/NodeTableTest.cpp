@@ -81,6 +81,16 @@ TEST_F(NodeTableTest, ForgettingTheRootOrTheUnknownDoesNothing) {
     EXPECT_TRUE(nodes.find(f));
 }
 
+TEST_F(NodeTableTest, ANumberThatNobodyWasToldOfIsGivenAgain) {
+    const auto a = document(Root, "a");
+    const auto b = document(Root, "b");
+    nodes.takeBack(a);
+    EXPECT_TRUE(nodes.find(a)) << "others have come since";
+    nodes.takeBack(b);
+    EXPECT_FALSE(nodes.find(b));
+    EXPECT_EQ(document(Root, "c"), b);
+}
+
 TEST_F(NodeTableTest, RetainsWhatIsPresentInTheSameKind) {
     const auto kept = document(Root, "kept");
     const auto gone = folder(Root, "gone");

@@ -42,7 +42,7 @@ void checkIsFree(const OpenFolder& folder, const std::string& name) {
         throw systemError(EEXIST, "cannot create " + folder.text(name));
     }
     if (!isGone(error)) {
-        throw systemError(error, "cannot create " + folder.text(name));
+        throw namingError(error, "cannot create " + folder.text(name));
     }
 }
 
@@ -221,7 +221,7 @@ Folder FolderService::makeFolder(const Folder& record) {
     NewId id(_nodes, folderId, name, EntryKind::Folder);
     Folder made = folderRecord(id.get(), folderId, name, {});
     if (mkdirat(folder.fd(), name.c_str(), FolderMode) != 0) {
-        throw systemError(errno, "cannot make the folder " + folder.text(name));
+        throw namingError(errno, "cannot make the folder " + folder.text(name));
     }
     id.made();
     dropSnapshot(folderId);

@@ -63,13 +63,14 @@ void visitUserAttributes(std::string_view list, Visit visit) {
 }
 
 /// The names of an entry's attributes; they lie in `buffer`, which by xattr(7) is always large
-/// enough. A file system without attributes is no failure, nor is an entry that shows none.
+/// enough. A file system without attributes is no failure, nor is an entry that shows none or has
+/// more than the system can tell.
 struct AttributeNames {
     explicit AttributeNames(const std::string& path) {
         const ssize_t size = llistxattr(path.c_str(), buffer.data(), buffer.size());
         if (size >= 0) {
             list = {buffer.data(), static_cast<std::size_t>(size)};
-        } else if (errno != ENOTSUP && errno != EACCES && errno != EPERM) {
+        } else if (errno != ENOTSUP && errno != EACCES && errno != EPERM && errno != E2BIG) {
             error = errno;
         }
     }
@@ -127,6 +128,9 @@ std::optional<bool> OpenFolder::hasAttributes(const char* name) const {
     const AttributeNames names(attributePath(name));
     if (isGone(names.error)) {
         return std::nullopt;
+    }
+    if (isUntold(names.error)) {
+        return false;
     }
     if (names.error != 0) {
         throw systemError(names.error, "cannot list the attributes of " + text(name));

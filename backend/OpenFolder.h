@@ -36,7 +36,8 @@ class OpenFolder {
     bool isSameAs(const OpenFolder& other) const;
 
     /// Whether an entry has extended attributes of the user's, the user. namespace of xattr(7).
-    /// Empty when there is no such entry any more. Throws ServiceError.
+    /// Not if nothing can be told about it; empty when there is no such entry any more. Throws
+    /// ServiceError.
     std::optional<bool> hasAttributes(const char* name) const;
     /// These attributes, without "user."; those that may not be read are left out. Empty when there
     /// is no such entry any more. Throws ServiceError.

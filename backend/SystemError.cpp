@@ -41,6 +41,7 @@ Reason reasonOf(int error) {
     switch (error) {
         case ENOENT:
         case ENOTDIR:
+        case EISDIR:
         case ESTALE:
             return Reason::NotFound;
         case EEXIST:
@@ -52,14 +53,30 @@ Reason reasonOf(int error) {
             return Reason::NoPermission;
         case ENOSPC:
         case EDQUOT:
+        case EFBIG:
             return Reason::NoSpace;
         case ENOTCONN:
         case ETIMEDOUT:
         case EHOSTDOWN:
         case EHOSTUNREACH:
+        case ENETDOWN:
+        case ENETUNREACH:
+        case ECONNABORTED:
+        case ECONNREFUSED:
+        case ECONNRESET:
+        case ENOLINK:
+        case ENODEV:
+        case ENXIO:
+        case ENOMEDIUM:
             return Reason::NotReachable;
         case ELOOP:
         case EXDEV:
+        case EBUSY:
+        case ENAMETOOLONG:
+        case EILSEQ:
+        case ETXTBSY:
+        case EMLINK:
+        case ENOTSUP:
             return Reason::Refused;
         default:
             return Reason::Internal;
@@ -71,7 +88,7 @@ ServiceError systemError(int error, const std::string& what) {
 }
 
 ServiceError namingError(int error, const std::string& what) {
-    if (error == EINVAL) {
+    if (error == EINVAL || error == ENOSYS) {
         return {Reason::Refused, what + ": its file system refuses it"};
     }
     return systemError(error, what);

@@ -12,19 +12,29 @@ namespace {
 
 TEST(SystemErrorTest, ErrorNumbersHaveReasons) {
     const std::vector<std::pair<Reason, std::vector<int>>> table = {
-        {Reason::NotFound, {ENOENT, ENOTDIR, ESTALE}},
+        {Reason::NotFound, {ENOENT, ENOTDIR, EISDIR, ESTALE}},
         {Reason::Exists, {EEXIST, ENOTEMPTY}},
         {Reason::NoPermission, {EACCES, EPERM, EROFS}},
-        {Reason::NoSpace, {ENOSPC, EDQUOT}},
-        {Reason::Refused, {ELOOP, EXDEV}},
-        {Reason::NotReachable, {ENOTCONN, ETIMEDOUT}},
-        {Reason::Internal, {EIO, EMFILE, ENOMEM, EINVAL}},
+        {Reason::NoSpace, {ENOSPC, EDQUOT, EFBIG}},
+        {Reason::Refused, {ELOOP, EXDEV, EBUSY, ENAMETOOLONG, EILSEQ, ETXTBSY, EMLINK, ENOTSUP}},
+        {Reason::NotReachable,
+         {ENOTCONN, ETIMEDOUT, EHOSTDOWN, EHOSTUNREACH, ENETDOWN, ENETUNREACH, ECONNABORTED,
+          ECONNREFUSED, ECONNRESET, ENOLINK, ENODEV, ENXIO, ENOMEDIUM}},
+        {Reason::Internal, {EIO, EMFILE, ENFILE, ENOMEM, EINVAL, ENOSYS, EBADF}},
     };
     for (const auto& [reason, errors] : table) {
         for (const int error : errors) {
             EXPECT_EQ(reasonOf(error), reason) << error;
         }
     }
+}
+
+TEST(SystemErrorTest, ANameThatAFileSystemDoesNotTakeIsRefused) {
+    const ServiceError error = namingError(EINVAL, "cannot create 'a:'");
+    EXPECT_EQ(error.reason(), Reason::Refused);
+    EXPECT_STREQ(error.what(), "cannot create 'a:': its file system refuses it");
+    EXPECT_EQ(namingError(ENOSYS, "").reason(), Reason::Refused);
+    EXPECT_EQ(namingError(EEXIST, "").reason(), Reason::Exists);
 }
 
 TEST(SystemErrorTest, TheTextSaysWhatAndWhy) {

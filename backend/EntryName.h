@@ -13,7 +13,7 @@ void checkNewName(const std::string& name);
 /// A name for a file while it is written, ".ormek-<32 hexadecimal digits>.part". Throws
 /// ServiceError.
 std::string makeTemporaryName();
-/// Whether it is such a name. Folders never list one.
+/// Whether it is such a name. Folders never list a file that has one.
 bool isTemporaryName(std::string_view name);
 
 }  // namespace Nimra

@@ -46,6 +46,16 @@ bool lock(const FileDescriptor& file, int kind) {
     return uninterrupted([&] { return flock(file.get(), kind | LOCK_NB); }) == 0;
 }
 
+/// Whether an entry is a file that was changed last before that time.
+bool isOldFile(const OpenFolder& folder, const char* name, std::time_t before) {
+    struct statx status {};
+    const int error = folder.status(name, status);
+    if (error != 0 && !isGone(error)) {
+        throw systemError(error, "cannot look at " + folder.text(name));
+    }
+    return error == 0 && S_ISREG(status.stx_mode) && status.stx_mtime.tv_sec < before;
+}
+
 /// Whether nobody holds the lock of a file. What may not be opened counts as held.
 bool isAbandoned(const OpenFolder& folder, const char* name) {
     constexpr int Flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -158,8 +168,8 @@ int FileWriter::renameTemporary() const {
 
 int FileWriter::linkTemporary() const {
     if (linkat(_folder.fd(), _temporaryName.c_str(), _folder.fd(), _name.c_str(), 0) != 0) {
-        const bool unsupported = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
-        return unsupported ? EINVAL : errno;
+        // So says a file system without hard links, though nobody lacks a permission.
+        return errno == EPERM ? EINVAL : errno;
     }
     // One that stays counts as left behind.
     unlinkat(_folder.fd(), _temporaryName.c_str(), 0);
@@ -170,7 +180,7 @@ ServiceError FileWriter::failure(int error) const {
     return systemError(error, "cannot create " + _folder.text(_name));
 }
 
-void removeAbandonedFiles(const OpenFolder& folder) {
+void removeAbandonedFiles(const OpenFolder& folder, std::time_t before) {
     constexpr int Flags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
     FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), ".", Flags); }));
     const std::unique_ptr<DIR, CloseListing> listing(fd ? fdopendir(fd.get()) : nullptr);
@@ -184,7 +194,7 @@ void removeAbandonedFiles(const OpenFolder& folder) {
         return readdir64(listing.get());
     };
     while (const dirent64* entry = next()) {
-        if (isTemporaryName(entry->d_name)) {
+        if (isTemporaryName(entry->d_name) && isOldFile(folder, entry->d_name, before)) {
             removeIfAbandoned(folder, entry->d_name);
         }
     }

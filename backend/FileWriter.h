@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <ctime>
+#include <limits>
 #include <string>
 
 #include "backend/FileDescriptor.h"
@@ -57,9 +59,12 @@ class FileWriter {
     FileDescriptor _fd;
 };
 
-/// Removes what killed processes left in a folder under a temporary name, and nothing that is still
-/// being written, which is also thought of what may not be opened. Throws ServiceError when it
-/// cannot look, or cannot remove something.
-void removeAbandonedFiles(const OpenFolder& folder);
+constexpr std::time_t AnyTime = std::numeric_limits<std::time_t>::max();
+
+/// Removes what killed processes left in a folder under a temporary name, if it was changed last
+/// before that time, and nothing that is still being written, which is also thought of what may not
+/// be opened. On network file systems whose locks do not reach from one machine to another, time
+/// alone tells. Throws ServiceError when it cannot look, or cannot remove something.
+void removeAbandonedFiles(const OpenFolder& folder, std::time_t before = AnyTime);
 
 }  // namespace Nimra

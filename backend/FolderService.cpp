@@ -6,12 +6,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <memory>
 #include <system_error>
 #include <utility>
 
 #include "backend/EntryName.h"
+#include "backend/FileWriter.h"
 #include "backend/SystemError.h"
 #include "backend/Uninterrupted.h"
 
@@ -136,6 +138,18 @@ std::string mimeType(std::string_view name, const struct statx& status) {
     }
 }
 
+/// Whether this error of looking for an entry says that its file system has no such names.
+bool isImpossible(int error) { return error == ENAMETOOLONG || error == EINVAL || error == EILSEQ; }
+
+/// Nobody asked for it, so nobody hears of it when it cannot be done.
+void sweep(const OpenFolder& folder) {
+    constexpr std::time_t Day = 24L * 60 * 60;
+    try {
+        removeAbandonedFiles(folder, std::time(nullptr) - Day);
+    } catch (const ServiceError&) {
+    }
+}
+
 }  // namespace
 
 FolderService::Identity::Identity() : user(geteuid()), group(getegid()) {
@@ -219,6 +233,9 @@ FolderSnapshot& FolderService::snapshotOf(unsigned long folderId, const OpenFold
     std::list<Snapshot> fresh;
     fresh.emplace_front(folderId, folder);
     _nodes.retain(folderId, fresh.front().names.entries());
+    if (fresh.front().names.hidesFiles()) {
+        sweep(folder);
+    }
     _snapshots.splice(_snapshots.begin(), fresh);
     if (_snapshots.size() > SnapshotsKept) {
         _snapshots.pop_back();
@@ -287,18 +304,18 @@ bool FolderService::fillTags(Page& page, const OpenFolder& folder, unsigned long
 Page FolderService::lookUp(unsigned long folderId, const ItemFilter& filter) {
     const std::string& name = filter.path;
     checkName(name);
-    if (isTemporaryName(name)) {
-        return {};
-    }
     const OpenFolder folder = open(folderId, OpenFolder::Purpose::LookingUp);
     struct statx status {};
     const int error = folder.status(name.c_str(), status);
-    if (isGone(error)) {
+    if (isGone(error) || isImpossible(error)) {
         _nodes.forget(folderId, name);
         return {};
     }
     if (error != 0) {
         throw systemError(error, "cannot look at " + folder.text(name));
+    }
+    if (isTemporaryName(name) && S_ISREG(status.stx_mode)) {
+        return {};
     }
     const FolderEntry entry{name.c_str(), static_cast<unsigned short>(name.size()), kindOf(status)};
     const bool asTag = filter.dataType == Tags;

@@ -43,8 +43,9 @@ namespace Nimra {
 /// A full disk fails with Reason::NoSpace and keeps what it had.
 ///
 /// Names ".ormek-<32 hexadecimal digits>.part" are kept for files that are being written, on file
-/// systems where these must have a name (see FileWriter.h); they are neither listed nor given, and
-/// what a killed process left of them does not keep a folder from being removed.
+/// systems where these must have a name (see FileWriter.h); such files are neither listed nor
+/// given. What a killed process left of them does not keep a folder from being removed, and is
+/// swept when the folder is listed a day later.
 ///
 /// Durability: what an action has done is brought to the disk before it is answered, so that it
 /// survives a power cut. Content that the disk refuses fails its creation, which leaves nothing.

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "backend/EntryName.h"
@@ -26,6 +27,19 @@ timespec timeOfDay() {
 
 bool isSelfOrParent(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
+}
+
+/// Empty when the entry is gone, DT_UNKNOWN when nothing can be told about it.
+std::optional<unsigned char> lookedUpType(const OpenFolder& folder, const char* name) {
+    struct statx status {};
+    const int error = folder.status(name, status);
+    if (isGone(error)) {
+        return std::nullopt;
+    }
+    if (error != 0 && !isUntold(error)) {
+        throw systemError(error, "cannot look at " + folder.text(name));
+    }
+    return error == 0 ? IFTODT(status.stx_mode) : DT_UNKNOWN;
 }
 
 }  // namespace
@@ -99,26 +113,23 @@ void FolderSnapshot::read(const OpenFolder& folder) {
 }
 
 void FolderSnapshot::add(const OpenFolder& folder, const char* name, unsigned char type) {
-    if (isSelfOrParent(name) || isTemporaryName(name)) {
+    if (isSelfOrParent(name)) {
         return;
     }
-    bool isFolder = type == DT_DIR;
-    if (type == DT_UNKNOWN) {
-        struct statx status {};
-        const int error = folder.status(name, status);
-        if (isGone(error)) {
-            return;
-        }
-        if (error != 0 && !isUntold(error)) {
-            throw systemError(error, "cannot look at " + folder.text(name));
-        }
-        isFolder = error == 0 && S_ISDIR(status.stx_mode);
+    const std::optional<unsigned char> known =
+        type == DT_UNKNOWN ? lookedUpType(folder, name) : type;
+    if (!known) {
+        return;
+    }
+    if (isTemporaryName(name) && (known == DT_REG || known == DT_UNKNOWN)) {
+        _hidesFiles = true;
+        return;
     }
     const std::size_t length = std::strlen(name);
     auto* copy = static_cast<char*>(_names.allocate(length + 1, 1));
     std::memcpy(copy, name, length + 1);
     _entries.push_back({copy, static_cast<unsigned short>(length),
-                        isFolder ? EntryKind::Folder : EntryKind::Document});
+                        known == DT_DIR ? EntryKind::Folder : EntryKind::Document});
 }
 
 void FolderSnapshot::removeRepetitions() {

@@ -47,6 +47,9 @@ class FolderSnapshot {
     /// Whether a folder of this status is the one that was read and has the same entries still.
     bool isCurrent(const struct statx& folder) const;
 
+    /// Whether there are files under way, or what was left of them, which are no entries.
+    bool hidesFiles() const { return _hidesFiles; }
+
     /// All entries, in no order.
     std::span<const FolderEntry> entries() const { return _entries; }
 
@@ -79,6 +82,7 @@ class FolderSnapshot {
 
     Stamp _stamp;
     bool _settled;
+    bool _hidesFiles = false;
     std::pmr::monotonic_buffer_resource _names;
     std::vector<FolderEntry> _entries;  ///< First those of the listing, of these the sorted ones.
     Listing _listing;

@@ -101,6 +101,56 @@ TEST_F(FaultyCallTest, WhatKeepsAServiceFromBeingMadeIsTold) {
     failsBy("readlink", ENOMEM, Reason::Internal, "/proc/self/fd");
 }
 
+TEST_F(FaultyCallTest, ANameThatAFileSystemCannotHaveIsRefusedAndNotFound) {
+    const unsigned long a = create("a").id;
+    for (const int error : {ENAMETOOLONG, EINVAL, EILSEQ}) {
+        const auto failing = [error](const std::string& call, const auto& action, unsigned nth) {
+            const FailingCall fails(call, error, nth);
+            expectRefusal(action, Reason::Refused, "b:");
+            EXPECT_TRUE(fails.happened()) << call;
+        };
+        failing(
+            "statx", [&] { create("b:"); }, 1);
+        failing(
+            "linkat", [&] { create("b:"); }, 1);
+        failing(
+            "mkdirat", [&] { makeFolder("b:"); }, 1);
+        failing(
+            "renameat2", [&] { rename(a, "b:"); }, 1);
+        const FailingCall fails("statx", error);
+        EXPECT_EQ(look("b:").totalCount, 0U);
+        EXPECT_TRUE(fails.happened());
+    }
+    EXPECT_THAT(onDisk(), ElementsAre("a"));
+}
+
+TEST_F(FaultyCallTest, TagsAreToldBesideAnEntryWhoseFileSystemHasDied) {
+    for (const std::string name : {"a", "b"}) {
+        save(create(name).id, {{"k", "v"}});
+    }
+    const auto tags = [this] { return load(ofType(listing(1), 16)).totalCount; };
+    for (const int error : {ENOTCONN, EHOSTDOWN, ENODEV}) {
+        const FailingCall dead("llistxattr", error);
+        EXPECT_EQ(tags(), 1U);
+        EXPECT_TRUE(dead.happened());
+    }
+    EXPECT_EQ(tags(), 2U);
+}
+
+TEST_F(FaultyCallTest, MoreAttributesThanTheSystemTellsAreNoFailure) {
+    const unsigned long a = create("a").id;
+    save(a, {{"k", "v"}});
+    const auto tooMany = [](const auto& action) {
+        const FailingCall failing("llistxattr", E2BIG);
+        EXPECT_THAT(action(), testing::IsEmpty());
+        EXPECT_TRUE(failing.happened());
+    };
+    tooMany([&] { return load(listing(1)).documents.at(0).keyValues(); });
+    tooMany([&] { return load(ofType(listing(1), 16)).tags; });
+    tooMany([&] { return rename(a, "b").keyValues(); });
+    EXPECT_THAT(look("b").documents.at(0).keyValues(), SizeIs(1));
+}
+
 TEST_F(FaultyCallTest, AFolderWithLeftoversOnlyIsNotCalledFullWhenTheyCannotBeSwept) {
     folder.makeFolder("f");
     folder.writeFile("f/" + makeTemporaryName());

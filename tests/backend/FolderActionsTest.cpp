@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -590,6 +591,95 @@ TEST_F(FolderActionsTest, TemporaryFilesAreNotListedAndDoNotKeepAFolder) {
     remove(documentId(".ormek-short.part", f));
     remove(f);
     EXPECT_FALSE(exists("f"));
+}
+
+/// An entry that looks by its name as if it were a file under way.
+class MisleadingNameTest : public FolderActionsTest {
+  protected:
+    void make(const std::string& kind) {
+        std::filesystem::remove(path(name));
+        if (kind == "folder") {
+            folder.makeFolder(name);
+        } else if (kind == "link") {
+            std::filesystem::create_symlink("nowhere", path(name));
+        } else if (kind == "pipe") {
+            ASSERT_EQ(mkfifo(path(name).c_str(), 0600), 0);
+        } else {
+            ASSERT_EQ(mknod(path(name).c_str(), S_IFSOCK | 0600, 0), 0);
+        }
+    }
+
+    const std::vector<std::string> kinds = {"folder", "link", "pipe", "socket"};
+    const std::string name = "f/" + makeTemporaryName();
+};
+
+TEST_F(MisleadingNameTest, WhatIsNoFileIsListed) {
+    folder.makeFolder("f");
+    const unsigned long f = folderId("f");
+    for (const auto& kind : kinds) {
+        make(kind);
+        EXPECT_THAT(listed(f), ElementsAre(name.substr(2))) << kind;
+        EXPECT_EQ(look(name.substr(2), f).totalCount, 1U) << kind;
+        const Ormek::Testing::UnknownKinds unknown;
+        EXPECT_THAT(listed(f), ElementsAre(name.substr(2))) << kind;
+    }
+}
+
+TEST_F(MisleadingNameTest, WhatIsNoFileKeepsItsFolderAndCanBeRenamedAndRemoved) {
+    folder.makeFolder("f");
+    const unsigned long f = folderId("f");
+    for (const auto& kind : kinds) {
+        make(kind);
+        expectRefusal([&] { remove(f); }, Reason::Refused, "not empty");
+        EXPECT_TRUE(exists(name)) << kind;
+        const Page page = load(listing(f));
+        const unsigned long id =
+            page.folders.empty() ? page.documents.at(0).id : page.folders.at(0).id;
+        EXPECT_EQ(rename(id, "better").name, "better");
+        remove(id);
+        EXPECT_THAT(onDisk("f"), IsEmpty()) << kind;
+    }
+}
+
+class LeftoverTest : public FolderActionsTest {
+  protected:
+    std::string leave(std::chrono::hours age) const {
+        const std::string name = makeTemporaryName();
+        folder.writeFile(name, "half");
+        std::filesystem::last_write_time(path(name),
+                                         std::filesystem::file_time_type::clock::now() - age);
+        return name;
+    }
+};
+
+TEST_F(LeftoverTest, WhatWasLeftADayAgoIsSweptWhenItsFolderIsListed) {
+    folder.writeFile("a");
+    const std::string old = leave(std::chrono::hours(25));
+    const std::string recent = leave(std::chrono::hours(23));
+    EXPECT_THAT(listed(), ElementsAre("a"));
+    EXPECT_FALSE(exists(old));
+    EXPECT_TRUE(exists(recent)) << "may be written where locks do not reach";
+    EXPECT_THAT(listed(), ElementsAre("a"));
+}
+
+TEST_F(LeftoverTest, WhatIsBeingWrittenStaysHoweverOldItLooks) {
+    const std::string old = leave(std::chrono::hours(1000));
+    const FileDescriptor writer(open(path(old).c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(flock(writer.get(), LOCK_EX), 0);
+    EXPECT_THAT(listed(), IsEmpty());
+    EXPECT_TRUE(exists(old));
+}
+
+TEST_F(LeftoverTest, AListingDoesNotFailForWhatCannotBeSwept) {
+    const std::string old = leave(std::chrono::hours(25));
+    for (const std::string call : {"openat", "unlinkat", "flock", "readdir64"}) {
+        const Ormek::Testing::FailingCall failing(call, EIO);
+        EXPECT_THAT(listed(), IsEmpty());
+        EXPECT_TRUE(failing.happened()) << call;
+        EXPECT_TRUE(exists(old));
+    }
+    EXPECT_THAT(listed(), IsEmpty());
+    EXPECT_FALSE(exists(old));
 }
 
 // --- Confinement ---------------------------------------------------------------------------

@@ -5,6 +5,7 @@
 #include "cache/Directories.h"
 #include "cache/DirectoryCache.h"
 #include "cache/Trace.h"
+#include "model/WriteSide.h"
 
 namespace Ormek {
 
@@ -25,8 +26,11 @@ void traceCounts(const char* label, const QueryResult& directory) {
 }
 
 void markIdLoaded(const std::shared_ptr<Item>& item) {
-    if (const auto internal = OrmekCast::castItemInternal(item)) {
+    ItemInternal* const internal = item ? writeSide(*item) : nullptr;
+    if (internal) {
         internal->idLoaded(true);
+    } else if (const auto derived = OrmekCast::castItemInternal(item)) {
+        derived->idLoaded(true);
     }
 }
 
@@ -53,20 +57,20 @@ void DirectoryCache::addItems(FilterInternal filter, std::shared_ptr<QueryResult
     }
     traceCounts("Ormek::DirectoryCache::addItems query count2c ", directory);
     for (Nimra::Document& document : documents) {
-        const auto object = std::make_shared<ObjectInternal>(document, _objectUpdater);
+        auto object = std::make_shared<ObjectInternal>(document, _objectUpdater);
         if (getItemInternal(document.id)) {
             trace("------> addItems ELSE statement ", "\n");
             page.push_back(updateObject(document, false));
         } else {
             trace("------> addItems if statement item == NULL ", "\n");
-            page.push_back(cacheObjectPtrInternal(object));
+            page.push_back(cacheObjectPtrInternal(std::move(object)));
         }
         markIdLoaded(_items[document.id]);
     }
     trace("filter offset? ", filter.getOffset(), "\n");
     const std::lock_guard lock(_mutex);
     traceCounts("Ormek::DirectoryCache::addItems query count2a ", directory);
-    directory.addItems(filter.getOffset(), page);
+    directory.addItems(filter.getOffset(), std::move(page));
     traceCounts("Ormek::DirectoryCache::addItems query count2b ", directory);
 }
 
@@ -96,7 +100,7 @@ void DirectoryCache::addItems(FilterInternal filter, std::shared_ptr<QueryResult
     }
     {
         const std::lock_guard lock(_mutex);
-        directory.addItems(filter.getOffset(), page, PagePart::Folders);
+        directory.addItems(filter.getOffset(), std::move(page), PagePart::Folders);
     }
     trace("Ormek::DirectoryCache::addItems 2 ", totalCount, "\n");
 }
@@ -114,17 +118,17 @@ void DirectoryCache::addItems(FilterInternal filter, std::shared_ptr<QueryResult
         if (getItemInternal(document.id)) {
             object = updateObject(document, false);
         } else {
-            object = cacheObjectPtrInternal(object);
+            object = cacheObjectPtrInternal(std::move(object));
             // Empty where the store has an empty entry under the id.
             if (object) {
                 updateItemId(object->id(), document.id);
             }
         }
-        page.push_back(object);
+        page.push_back(std::move(object));
     }
     {
         const std::lock_guard lock(_mutex);
-        directory.addItems(filter.getOffset(), page, PagePart::Documents);
+        directory.addItems(filter.getOffset(), std::move(page), PagePart::Documents);
     }
     trace("Ormek::DirectoryCache::addItems Items were added to dir.", "\n");
 }
@@ -146,7 +150,7 @@ void DirectoryCache::addKeyValues(FilterInternal filter, std::shared_ptr<QueryRe
         trace("item vector original adress3 ",
               static_cast<const void*>(&_keyValues[tags.front().tagKey]), "\n");
     }
-    directory.addItems(filter.getOffset(), page);
+    directory.addItems(filter.getOffset(), std::move(page));
     trace("_keyValues items count ", _keyValues.size(), "\n");
 }
 

@@ -6,6 +6,7 @@
 #include "cache/Directories.h"
 #include "cache/DirectoryCache.h"
 #include "cache/Trace.h"
+#include "model/WriteSide.h"
 
 namespace Ormek {
 
@@ -16,6 +17,12 @@ void traceAdding(const Object& object) {
     if (tracing()) {
         trace("\n", "Ormek::DirectoryCache::addObject: ", object.name(), "\n");
     }
+}
+
+// Without the reference that a cast of the pointer takes.
+ObjectInternal* internalOf(Object* object) {
+    ObjectInternal* const internal = object ? objectWriteSide(*object) : nullptr;
+    return internal ? internal : dynamic_cast<ObjectInternal*>(object);
 }
 
 }  // namespace
@@ -84,7 +91,7 @@ std::shared_ptr<Object> DirectoryCache::updateObject(Nimra::Document& document, 
     trace("DEBUG 1\n");
     std::shared_ptr<Object> object = castObject(getItemInternal(document.id));
     trace("DEBUG 2\n");
-    const std::shared_ptr<ObjectInternal> internal = OrmekCast::castObjectInternal(object);
+    ObjectInternal* const internal = internalOf(object.get());
     trace("DEBUG 3\n");
     if (!internal) {
         trace("DEBUG 8\n");

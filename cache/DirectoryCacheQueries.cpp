@@ -14,14 +14,22 @@ namespace {
 constexpr int ListingService = 0;
 constexpr int KeyValueService = 16;
 
-void traceEntries(const std::vector<std::shared_ptr<Item>>& entries) {
+// All lines of a directory, which are written twice.
+std::string traceOf(const std::vector<std::shared_ptr<Item>>& entries) {
+    constexpr std::size_t UsualLine = 80;
+    std::string text;
+    text.reserve(entries.size() * UsualLine);
     std::string room;
+    TraceLine line;
     for (const auto& entry : entries) {
-        if (!tracing()) {
-            return;
-        }
-        trace("item in directory: ", entry->id(), " name: ", nameOf(*entry, room), "\n");
+        line.add("item in directory: ");
+        line.add(entry->id());
+        line.add(" name: ");
+        line.moveTo(text);
+        text += nameOf(*entry, room);
+        text += '\n';
     }
+    return text;
 }
 
 }  // namespace
@@ -98,15 +106,12 @@ std::shared_ptr<QueryResult> DirectoryCache::getDirectory(FilterInternal filter)
     trace("\n", "Ormek::DirectoryCache::getDirectory count", _directories.size(), "\n");
     std::shared_ptr<QueryResult> found;
     const auto look = [&](const std::shared_ptr<QueryResult>& directory) {
-        std::vector<std::shared_ptr<Item>> entries;
-        if (tracing()) {
-            entries = directory->items();
-            traceEntries(entries);
-        }
+        const std::string entries = tracing() ? traceOf(directory->items()) : std::string();
+        trace(entries);
         if (!internalOf(directory).filter().sameListing(filter)) {
             return false;
         }
-        traceEntries(entries);
+        trace(entries);
         traceAndFlush("it: ", static_cast<const void*>(directory.get()), "\n");
         found = directory;
         return true;

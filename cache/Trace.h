@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 #include <iostream>
+#include <string>
 #include <string_view>
 
 namespace Ormek {
@@ -30,6 +31,11 @@ class TraceLine {
     /// As the stream prints it: hexadecimal, "0" for null.
     void add(const void* pointer);
     void write();
+    /// Appends what has not been written to a text instead.
+    void moveTo(std::string& text) {
+        text.append(_buffer.data(), _size);
+        _size = 0;
+    }
 
   private:
     static constexpr std::size_t Capacity = 512;

@@ -26,6 +26,9 @@ class Additions {
     bool isOver(unsigned long index) const { return isCounted(index) && at(index)->idLoaded(); }
     bool contains(const Item& item) const noexcept { return !empty() && _entries.contains(item); }
     bool contains(unsigned long id) const { return _entries.firstOfId(id).has_value(); }
+    bool containsObject(const Item& item) const noexcept {
+        return !empty() && _entries.containsObject(item);
+    }
     /// This very entry.
     std::optional<unsigned long> find(const Item& item) const;
     /// The first one of this name.

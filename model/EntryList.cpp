@@ -524,6 +524,11 @@ std::optional<unsigned long> EntryList::firstOfId(unsigned long id) const noexce
     return first(id, [id](const Item& other) { return other.id() == id; });
 }
 
+bool EntryList::containsObject(const Item& entry) const noexcept {
+    return findById(ItemInternal::idHash(entry, entry.id()),
+                    [&](const ItemIndex::Cell& cell) { return cell.item == &entry; });
+}
+
 bool EntryList::contains(const Item& entry) const noexcept {
     return findById(ItemInternal::idHash(entry, entry.id()),
                     [&](const ItemIndex::Cell& cell) { return sameEntry(*cell.item, entry); });

@@ -80,6 +80,8 @@ class EntryList {
     std::optional<unsigned long> firstOf(const Item& entry) const noexcept;
     /// Where this entry stands first.
     std::optional<unsigned long> firstSame(const Item& entry) const noexcept;
+    /// Whether this very object stands here.
+    bool containsObject(const Item& entry) const noexcept;
     /// Whether an entry stands here.
     bool contains(const Item& entry) const noexcept;
     /// Whether an entry stands at this position and nowhere else.

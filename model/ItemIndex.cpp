@@ -55,11 +55,13 @@ ItemIndex::Cell* ItemIndex::search(std::uint64_t hash, const Item* item,
     return found ? &_cells[at] : nullptr;
 }
 
-void ItemIndex::erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept {
-    if (const Cell* cell = search(hash, item, number)) {
+bool ItemIndex::erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept {
+    const Cell* cell = search(hash, item, number);
+    if (cell) {
         closeGap(static_cast<std::size_t>(cell - _cells.data()));
         --_used;
     }
+    return cell;
 }
 
 void ItemIndex::renumber(std::uint64_t hash, const Item* item, std::uint32_t from,

@@ -23,9 +23,9 @@ class ItemIndex {
     /// Makes room for so many more; insert() cannot fail for them. Changes nothing on failure.
     void reserve(std::size_t more);
     void insert(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
-    /// Takes out such a cell, also when what was hashed has just changed by another thread; it only
-    /// takes longer then.
-    void erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
+    /// Takes out such a cell, also when another thread has just changed what was hashed; it only
+    /// takes longer then. False when there is none.
+    bool erase(std::uint64_t hash, const Item* item, std::uint32_t number) noexcept;
     /// Gives such a cell another number, with the same care.
     void renumber(std::uint64_t hash, const Item* item, std::uint32_t from,
                   std::uint32_t to) noexcept;

@@ -449,7 +449,8 @@ void Listing::restoreItem(Entry item, unsigned long position) {
 }
 
 bool Listing::containsObject(const Item& item) const {
-    return _front.find(item) || _entries.firstOf(item) || _back.find(item);
+    return _entries.containsObject(item) || _front.containsObject(item) ||
+           _back.containsObject(item);
 }
 
 // One that stands here is taken out and put back, which changes nothing.

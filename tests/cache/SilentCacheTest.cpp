@@ -78,19 +78,19 @@ TEST_F(SilentCacheTest, ActionsLeaveWithoutAWord) {
     EXPECT_EQ(trace.text(), "");
 }
 
-// "count" and the first of two entries are written; then nobody reads any more.
+// The count, the entries twice, and what was found are a write each; then nobody reads any more.
 TEST_F(SilentCacheTest, LookUpGoesOnWhenTheTraceBreaksOffAmongTheEntries) {
-    for (int writes = 0; writes < 6; ++writes) {
+    for (int writes = 0; writes < 4; ++writes) {
         const ShortBuffer buffer(writes);
         std::cout.clear();
         EXPECT_EQ(cache.getDirectory(folderFilter(2)), directory);
-        EXPECT_EQ(std::cout.fail(), writes < 6) << writes;
+        EXPECT_TRUE(std::cout.fail()) << writes;
         std::cout.clear();
     }
 }
 
 TEST_F(SilentCacheTest, LookUpWritesEveryLineWhenAllAreTaken) {
-    const ShortBuffer buffer(6);
+    const ShortBuffer buffer(4);
     EXPECT_EQ(cache.getDirectory(folderFilter(2)), directory);
     EXPECT_TRUE(std::cout.good());
 }

@@ -402,6 +402,27 @@ TEST(EntryListTest, WhatLeavesNeedsNoMemory) {
     }
 }
 
+TEST(EntryListTest, ErasingBehindAnEntryTakesNothing) {
+    EntryList list = filled(5);
+    list.insert(100, named(100, "far"));
+    for (const unsigned long behind : {101UL, 5UL}) {
+        EXPECT_EQ(list.erase(behind), nullptr);
+        EXPECT_EQ(list.size(), 6U);
+        EXPECT_EQ((*list.at(4))->id(), 5U);
+    }
+    EXPECT_EQ((*list.at(99))->id(), 100U);
+}
+
+TEST(EntryListTest, EntryIsInsertedBeforeTheFirstOneBehindAGap) {
+    EntryList list = filled(5);
+    list.insert(100, named(100, "far"));
+    list.insert(100, named(99, "before"));
+    EXPECT_EQ(list.at(5), nullptr);
+    EXPECT_EQ(list.at(99), nullptr);
+    EXPECT_EQ((*list.at(100))->id(), 99U);
+    EXPECT_EQ((*list.at(101))->id(), 100U);
+}
+
 TEST(EntryListTest, EndIsBehindTheLastEntry) {
     EXPECT_EQ(EntryList().end(), 0U);
     EntryList list = filled(200);

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <functional>
 #include <string>
 #include <system_error>
 
 #include "service/OperationHandler.h"
+#include "service/OperationQueue.h"
+#include "service/QueuedOperationsManager.h"
 #include "tests/service/ServiceTrial.h"
 #include "tests/support/LockFaults.h"
 
@@ -39,6 +42,19 @@ TEST_F(ServiceLockTest, IsTakenByEveryCallThatTouchesWhatThreadsShare) {
             EXPECT_THROW(operation.act(world), std::system_error);
         }
         EXPECT_EQ(first.struck(), !sharesNothing);
+    }
+}
+
+TEST_F(ServiceLockTest, IsTakenByEveryQuestion) {
+    const Nimra::OperationQueue queue;
+    const QueuedOperationsManager parked;
+    const std::function<void()> questions[] = {
+        [&] { queue.size(); },        [&] { queue.operations(); }, [&] { parked.size(); },
+        [&] { parked.operations(); }, [&] { parked.waiting(); },   [&] { parked.serverId(1); },
+        [&] { parked.names({1}); }};
+    for (const auto& ask : questions) {
+        const LockFaults faults(1, EAGAIN);
+        EXPECT_THROW(ask(), std::system_error);
     }
 }
 

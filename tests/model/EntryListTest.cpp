@@ -402,6 +402,44 @@ TEST(EntryListTest, WhatLeavesNeedsNoMemory) {
     }
 }
 
+TEST(EntryListTest, MoreChangesThanAreRememberedAreFollowed) {
+    constexpr unsigned long Count = 4000;
+    std::vector<std::shared_ptr<ObjectInternal>> entries;
+    EntryList list;
+    list.reserve(0, Count);
+    for (unsigned long at = 0; at < Count; ++at) {
+        entries.push_back(named(at + 1, "n" + std::to_string(at)));
+        list.put(at, entries.back());
+    }
+    EXPECT_EQ(list.firstOfName("n5"), 5);
+    for (unsigned long at = 0; at < Count / 2; ++at) {
+        entries[at]->id(10'000 + at);
+        entries[at]->name("changed" + std::to_string(at));
+    }
+    for (unsigned long at = 0; at < Count; at += 97) {
+        const bool isChanged = at < Count / 2;
+        EXPECT_EQ(list.firstOfId(10'000 + at), isChanged ? std::optional(at) : std::nullopt);
+        EXPECT_EQ(list.firstOfId(at + 1), isChanged ? std::nullopt : std::optional(at));
+        EXPECT_EQ(list.firstOfName(entries[at]->name()), at);
+        EXPECT_EQ(list.firstOfName("n" + std::to_string(at)),
+                  isChanged ? std::nullopt : std::optional(at));
+    }
+}
+
+TEST(EntryListTest, EntryThatDoesNotTellOfItsChangesIsFoundWhateverLeaves) {
+    EntryList list = filled(5);
+    const auto foreign = std::make_shared<Foreign>(50, "foreign");
+    list.insert(5, foreign);
+    for (int left = 5; left > 0; --left) {
+        EXPECT_EQ(list.firstOfId(50), static_cast<unsigned long>(left));
+        EXPECT_EQ(list.firstOfName("foreign"), static_cast<unsigned long>(left));
+        list.erase(0);
+    }
+    foreign->change(51, "changed");
+    EXPECT_EQ(list.firstOfId(51), 0UL);
+    EXPECT_EQ(list.firstOfName("changed"), 0UL);
+}
+
 TEST(EntryListTest, ErasingBehindAnEntryTakesNothing) {
     EntryList list = filled(5);
     list.insert(100, named(100, "far"));
@@ -480,7 +518,7 @@ TEST(EntryListTest, ManyInsertionsAndRemovalsKeepTheOrder) {
 /// Lists in whose copies every vector is full: chunks of all sizes, with gaps and without.
 std::vector<EntryList> listsWithoutRoom() {
     std::vector<EntryList> lists;
-    for (const unsigned long count : {0UL, 64UL, 140UL}) {
+    for (const unsigned long count : {0UL, 12UL, 64UL, 140UL}) {
         lists.push_back(filled(count));
         EntryList crowded = filled(count);
         for (unsigned long id = 2000; id < 2064; ++id) {
@@ -503,6 +541,7 @@ void failOnEveryAllocation(const EntryList& list, Call call) {
     bool struck = true;
     for (unsigned long nth = 1; struck; ++nth) {
         EntryList copy(list);
+        copy.firstOfName("makes the index");
         bool thrown = false;
         {
             const AllocationFaults faults(nth);

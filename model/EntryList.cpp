@@ -190,11 +190,9 @@ void EntryList::fillGap(unsigned long begin, unsigned long end) {
             std::vector<Entry>& slots = _chunks[behind - 1].slots;
             slots.reserve(size == 0 ? count : ChunkSize);
             slots.resize(size + count);
-            begin += count;
         } else {
             const unsigned long count = std::min<unsigned long>(gap, ChunkSize);
             insertChunk(behind, begin, std::vector<Entry>(count));
-            begin += count;
         }
     }
 }

@@ -440,6 +440,25 @@ TEST(EntryListTest, EntryThatDoesNotTellOfItsChangesIsFoundWhateverLeaves) {
     EXPECT_EQ(list.firstOfName("changed"), 0UL);
 }
 
+TEST(EntryListTest, SaysWhetherAnEntryStandsAtAPlaceAndNowhereElse) {
+    EntryList list = filled(3);
+    const Entry one = *list.at(1);
+    EXPECT_TRUE(list.standsOnlyAt(1, *one));
+    EXPECT_FALSE(list.standsOnlyAt(0, *one));
+    EXPECT_FALSE(list.standsOnlyAt(9, *one));
+    EXPECT_FALSE(list.standsOnlyAt(1, *named(one->id(), "the same, but another object")));
+    list.insert(3, std::make_shared<Foreign>(40, "foreign"));
+    list.insert(4, std::make_shared<Foreign>(41, "foreign"));
+    EXPECT_TRUE(list.standsOnlyAt(1, *one));
+    EXPECT_TRUE(list.standsOnlyAt(3, **list.at(3)));
+    list.insert(5, std::make_shared<Foreign>(one->id(), "foreign"));
+    EXPECT_FALSE(list.standsOnlyAt(1, *one));
+    list.erase(5);
+    list.insert(Far, one);
+    EXPECT_FALSE(list.standsOnlyAt(1, *one));
+    EXPECT_FALSE(list.standsOnlyAt(Far, *one));
+}
+
 TEST(EntryListTest, ErasingBehindAnEntryTakesNothing) {
     EntryList list = filled(5);
     list.insert(100, named(100, "far"));

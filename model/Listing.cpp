@@ -385,11 +385,10 @@ void Listing::addItem(Entry item, bool front) {
 }
 
 void Listing::removeItem(unsigned long id) {
+    _vacancy.reset();
     if (id == 0) {
-        _vacancy.reset();
         return;
     }
-    _vacancy.reset();
     while (const auto position = _entries.firstOfId(id)) {
         eraseAt(*position);
     }

@@ -1,8 +1,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <functional>
 #include <limits>
+#include <memory>
+#include <string>
 #include <type_traits>
+#include <vector>
 
 #include "model/QueryResultInternal.h"
 #include "tests/support/Fakes.h"
@@ -67,6 +72,22 @@ TEST_F(ListingEdgesTest, AdditionThatGotTheIdOfADeliveredEntryIsNotThereTwice) {
     EXPECT_EQ(result.count(), 2U);
 }
 
+TEST_F(ListingEdgesTest, AdditionsComeWithTheFirstAndTheLastPageHoweverManyThereAre) {
+    for (const unsigned long id : {12UL, 11UL, 10UL}) {
+        result.addItem(makeObject(id, 7, "new"), true);
+    }
+    for (const unsigned long id : {20UL, 21UL, 22UL}) {
+        result.addItem(makeObject(id, 7, "new"), false);
+    }
+    EXPECT_THAT(ids(result.page(0, 1)), ElementsAre(10, 11, 12, 20, 21, 22));
+    EXPECT_THAT(ids(result.page(1, 1)), ElementsAre());
+    deliver(0, 2, 2, {entry(1), entry(2)});
+    EXPECT_THAT(ids(result.page(0, 1)), ElementsAre(10, 11, 12, 1));
+    EXPECT_THAT(ids(result.page(1, 1)), ElementsAre(2, 20, 21, 22));
+    EXPECT_THAT(ids(result.page(2, 1)), ElementsAre());
+    EXPECT_THAT(ids(result.page(0, 2)), ElementsAre(10, 11, 12, 1, 2, 20, 21, 22));
+}
+
 TEST_F(ListingEdgesTest, SecondHalfOfAPageFindsItAsLongAsTheFirst) {
     result.addPage(0, 5);
     result.totalCount(5);
@@ -113,6 +134,158 @@ TEST_F(ListingEdgesTest, EvictedEntryComesBackToWhereItsPlaceHasMoved) {
     result.removeItem(3);
     result.addItems(0, {namesake});
     EXPECT_THAT(ids(result.items()), ElementsAre(50, 2, 4, 5, 6));
+    EXPECT_THAT(ids(result.page(4, 1)), ElementsAre(6));
+}
+
+TEST_F(ListingEdgesTest, EvictedEntryComesBackToItsPlaceWhenOneBehindItLeaves) {
+    std::vector<Entry> all;
+    for (unsigned long id = 1; id <= 6; ++id) {
+        all.push_back(entry(id));
+    }
+    deliver(0, 6, 6, all);
+    const auto namesake = makeObject(50, 7, "e3");
+    result.addPage(0, 1);
+    result.totalCount(6);
+    ASSERT_TRUE(result.removeItemByName(namesake));
+    result.addItem(namesake, true);
+    result.removeItem(5);
+    result.addItems(0, {namesake});
+    EXPECT_THAT(ids(result.items()), ElementsAre(50, 2, 3, 4, 6));
+    EXPECT_THAT(ids(result.page(2, 1)), ElementsAre(3));
+}
+
+TEST_F(ListingEdgesTest, RemovedAdditionThatWasCountedExplainsNoMoreThanItself) {
+    for (const bool front : {true, false}) {
+        const Entry one = entry(1);
+        deliver(0, 1, 5, {one});
+        deliver(1, 1, 5, {entry(2)});
+        result.addItem(entry(3), front);
+        deliver(0, 1, 6, {one});
+        deliver(1, 1, 6, {entry(2)});
+        result.removeItem(3);
+        deliver(0, 1, 4, {one});
+        EXPECT_FALSE(current(1, 1));
+        result.invalidate();
+    }
+}
+
+TEST_F(ListingEdgesTest, AdditionIsRemovedByNameAtEitherEnd) {
+    for (const bool front : {true, false}) {
+        const Entry added = entry(3);
+        result.addItem(added, front);
+        EXPECT_TRUE(result.removeItemByName(added));
+        EXPECT_EQ(result.count(), 0U);
+        result.addItem(added, front);
+        EXPECT_TRUE(result.removeItemByName(makeObject(4, 7, "e3")));
+        EXPECT_EQ(result.count(), 0U);
+        EXPECT_FALSE(result.removeItemByName(added));
+    }
+}
+
+TEST_F(ListingEdgesTest, CountedAdditionThatIsRemovedByNameExplainsTheTotal) {
+    const Entry one = entry(1);
+    const Entry added = entry(3);
+    deliver(0, 1, 5, {one});
+    deliver(1, 1, 5, {entry(2)});
+    result.addItem(added, false);
+    deliver(0, 1, 6, {one});
+    ASSERT_TRUE(result.removeItemByName(added));
+    deliver(0, 1, 5, {one});
+    EXPECT_TRUE(current(1, 1));
+    result.addItem(makeObject(4, 7, "new"), false);
+    ASSERT_TRUE(result.removeItemByName(makeObject(4, 7, "new")));
+    deliver(0, 1, 4, {one});
+    EXPECT_FALSE(current(1, 1)) << "nobody had counted it";
+}
+
+TEST_F(ListingEdgesTest, ReplacingACountedAdditionExplainsNothing) {
+    const Entry one = entry(1);
+    const Entry added = entry(3);
+    deliver(0, 1, 5, {one});
+    deliver(1, 1, 5, {entry(2)});
+    result.addItem(added, false);
+    deliver(0, 1, 6, {one});
+    ASSERT_TRUE(result.removeItemByName(added));
+    result.addItem(added, true);
+    deliver(0, 1, 5, {one});
+    EXPECT_FALSE(current(1, 1));
+}
+
+TEST_F(ListingEdgesTest, ReplacingAtAPositionExplainsNothing) {
+    for (const bool held : {true, false}) {
+        deliver(0, 2, 4, {entry(1), entry(2)});
+        if (!held) {
+            result.invalidate();
+        }
+        deliver(2, 2, 4, {entry(3), entry(4)});
+        const auto namesake = makeObject(50, 7, "e1");
+        ASSERT_TRUE(result.removeItemByName(namesake));
+        result.addItem(namesake, true);
+        deliver(1, 1, 3, {entry(2)});
+        EXPECT_FALSE(current(2, 1)) << held;
+        result.removeItem(50);
+        result.invalidate();
+    }
+}
+
+TEST_F(ListingEdgesTest, SecondEvictionLeavesThePlaceOfTheFirst) {
+    std::vector<Entry> all;
+    for (unsigned long id = 1; id <= 6; ++id) {
+        all.push_back(entry(id));
+    }
+    deliver(0, 6, 6, all);
+    const std::vector<Entry> namesakes = {makeObject(60, 7, "e6"), makeObject(30, 7, "e3")};
+    result.addPage(0, 2);
+    result.totalCount(6);
+    for (const Entry& namesake : namesakes) {
+        ASSERT_TRUE(result.removeItemByName(namesake));
+        result.addItem(namesake, true);
+    }
+    result.addItems(0, namesakes);
+    EXPECT_THAT(ids(result.items()), ElementsAre(60, 30, 3, 4, 5, 6));
+}
+
+TEST_F(ListingEdgesTest, RestoringWithoutARemovalExplainsNothing) {
+    deliver(0, 2, 4, {entry(1), entry(2)});
+    deliver(2, 2, 4, {entry(3), entry(4)});
+    result.restoreItem(entry(9), 4);
+    deliver(0, 1, 3, {entry(1)});
+    EXPECT_FALSE(current(1, 1));
+}
+
+TEST_F(ListingEdgesTest, ReplacingKeepsThePlaceOfANamesakeAndAddsAStranger) {
+    const Entry one = entry(1);
+    deliver(0, 2, 2, {one, entry(2)});
+    result.replaceItem(one, true);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2));
+    EXPECT_TRUE(current(0, 2));
+    result.replaceItem(makeObject(50, 7, "e2"), false);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 50));
+    result.replaceItem(entry(8), true);
+    result.replaceItem(entry(9), false);
+    EXPECT_THAT(ids(result.items()), ElementsAre(8, 1, 50, 9));
+    for (const Entry& standing : result.items()) {
+        result.replaceItem(standing, true);
+        result.replaceItem(standing, false);
+    }
+    result.replaceItem(nullptr, true);
+    EXPECT_THAT(ids(result.items()), ElementsAre(8, 1, 50, 9));
+}
+
+TEST_F(ListingEdgesTest, CountedAdditionLeavesEitherEndOnceOthersFillTheTotal) {
+    for (const bool front : {true, false}) {
+        result.addItem(entry(9), front);
+        deliver(0, 2, 2, {entry(1), entry(2)});
+        EXPECT_THAT(ids(result.items()), ElementsAre(1, 2));
+    }
+}
+
+TEST_F(ListingEdgesTest, TotalIsMeasuredAgainstTheOneBeforeAContradictedOne) {
+    deliver(0, 2, 4, {entry(1), entry(2)});
+    deliver(2, 2, 4, {entry(3), entry(4)});
+    deliver(0, 2, 1, {entry(1), entry(2)});
+    deliver(0, 2, 7, {entry(1), entry(2)});
+    EXPECT_FALSE(current(2, 2));
 }
 
 TEST_F(ListingEdgesTest, PageThatWasAnnouncedButNotDeliveredIsNotCurrent) {
@@ -344,6 +517,95 @@ TEST_F(ListingEdgesTest, DeliveryLongerThanItsPageKeepsWhatStandsBehindIt) {
     deliver(0, 2, 5, {entry(1), entry(2), nullptr, four, entry(6), entry(7)});
     EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 3, 4, 5, 7));
     EXPECT_THAT(ids(result.page(3, 1)), ElementsAre(4));
+}
+
+TEST_F(ListingEdgesTest, DeliveryLongerThanItsPageBringsWhatIsNewBehindIt) {
+    deliver(2, 1, 5, {entry(3)});
+    const auto again = entry(3);
+    deliver(0, 2, 5, {entry(1), entry(2), again, nullptr, entry(5)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 3, 5));
+    EXPECT_EQ(result.items()[2], again);
+    EXPECT_THAT(ids(result.page(4, 1)), ElementsAre(5));
+}
+
+TEST_F(ListingEdgesTest, DeliveryWithoutATotalOfItsOwnCountsNoAddition) {
+    deliver(0, 1, 2, {entry(1)});
+    result.addItem(entry(9), false);
+    result.addItems(1, {entry(2)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 9));
+}
+
+TEST_F(ListingEdgesTest, VacatedPlaceIsForgottenWithWhateverComesNext) {
+    const std::vector<std::function<void(QueryResultInternal&)>> others = {
+        [](auto& listing) { listing.invalidate(); },
+        [](auto& listing) { listing.addPage(7, 1); },
+        [](auto& listing) { listing.totalCount(3); },
+        [](auto& listing) { listing.addItems(7, {}); },
+        [](auto& listing) { listing.addItem(entry(8), false); },
+        [](auto& listing) { listing.addItem(entry(1), false); },
+        [](auto& listing) { listing.removeItem(0); },
+        [](auto& listing) { listing.removeItem(4711); },
+        [](auto& listing) { listing.removeItemByName(nullptr); },
+        [](auto& listing) { listing.removeItemByName(entry(4711)); },
+        [](auto& listing) { listing.restoreItem(nullptr, 0); },
+        [](auto& listing) { listing.replaceItem(listing.items().front(), true); },
+    };
+    for (std::size_t number = 0; number < others.size(); ++number) {
+        QueryResultInternal listing(folderFilter(7));
+        const Entry second = entry(2);
+        listing.addItems(0, {entry(1), second, entry(3)});
+        ASSERT_TRUE(listing.removeItemByName(second));
+        others[number](listing);
+        listing.addItem(entry(9), true);
+        EXPECT_EQ(listing.items().front()->id(), 9u) << number;
+    }
+}
+
+TEST_F(ListingEdgesTest, DeliveryLongerThanItsPageLeavesHeldWhatStandsWhereItBringsIt) {
+    const Entry three = entry(3);
+    const Entry four = entry(4);
+    deliver(2, 2, 4, {three, four});
+    deliver(0, 2, 4, {entry(1), entry(2), three, four});
+    EXPECT_TRUE(current(0, 4));
+}
+
+TEST_F(ListingEdgesTest, AdditionThatWasDeliveredOnceLeavesWithItsPage) {
+    for (const bool front : {true, false}) {
+        const Entry added = entry(5);
+        result.addItem(added, front);
+        deliver(0, 2, 9, {added, entry(6)});
+        EXPECT_THAT(ids(result.items()), ElementsAre(5, 6));
+        deliver(0, 2, 9, {entry(6), entry(7)});
+        EXPECT_THAT(ids(result.items()), ElementsAre(6, 7));
+    }
+}
+
+TEST_F(ListingEdgesTest, EvictedEntryDoesNotComeBackIntoThePageThatIsDelivered) {
+    for (const unsigned long place : {0UL, 1UL}) {
+        deliver(0, 2, 4, {entry(1), entry(2)});
+        deliver(2, 2, 4, {entry(3), entry(4)});
+        const auto namesake = makeObject(50, 7, "e" + std::to_string(place + 1));
+        result.addPage(0, 2);
+        result.totalCount(4);
+        ASSERT_TRUE(result.removeItemByName(namesake));
+        result.addItem(namesake, true);
+        std::vector<Entry> page(2);
+        page[1 - place] = namesake;
+        result.addItems(0, page);
+        EXPECT_THAT(ids(result.items()), ElementsAre(50, 3, 4));
+    }
+}
+
+TEST_F(ListingEdgesTest, EvictedEntryComesBackDirectlyBehindThePageThatIsDelivered) {
+    deliver(0, 2, 4, {entry(1), entry(2)});
+    deliver(2, 2, 4, {entry(3), entry(4)});
+    const auto namesake = makeObject(50, 7, "e3");
+    result.addPage(0, 2);
+    result.totalCount(4);
+    ASSERT_TRUE(result.removeItemByName(namesake));
+    result.addItem(namesake, true);
+    result.addItems(0, {namesake, entry(2)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(50, 2, 3, 4));
 }
 
 TEST_F(ListingEdgesTest, NothingDeliveredBehindTheTotalContradictsIt) {

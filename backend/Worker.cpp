@@ -447,6 +447,16 @@ Worker::Jobs Worker::takeFinished() {
     return job;
 }
 
+/// An answer that there was no memory to take is the first in turn again, unless nobody is going to
+/// come back for it.
+void Worker::putBack(Jobs& job) {
+    const std::lock_guard lock(_mutex);
+    if (!_stopped) {
+        _finished.splice(_finished.begin(), job);
+        updateEvent();
+    }
+}
+
 void Worker::report(const Progress& progress) {
     if (progress.untold && progress.protocol) {
         progress.protocol->progress(progress.operationId, progress.done, progress.total);
@@ -490,7 +500,12 @@ unsigned long Worker::collect() {
             break;
         }
         ++collected;
-        report(job.front());
+        try {
+            report(job.front());
+        } catch (const std::bad_alloc&) {
+            putBack(job);
+            throw;
+        }
     }
     report(takeProgress(false));
     return collected;

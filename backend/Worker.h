@@ -73,7 +73,8 @@ class Worker : public OperationHandler {
     /// be null), outside any lock, and returns how many. Progress is reported too, before its
     /// operation's outcome, the latest alone; it does not count. A protocol may queue further
     /// operations and may collect. When one throws, its answer counts as reported, the exception
-    /// passes, and the others wait for the next call.
+    /// passes, and the others wait for the next call; but one that throws std::bad_alloc is told
+    /// again by the next call, until `stop()`.
     unsigned long collect();
 
     /// Number of operations that have finished so far, collected or not.
@@ -143,6 +144,7 @@ class Worker : public OperationHandler {
     void updateEvent();
     Progress takeProgress(bool ofFinished);
     Jobs takeFinished();
+    void putBack(Jobs& job);
     static void report(const Progress& progress);
     static void report(Job& job);
 

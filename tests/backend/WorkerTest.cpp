@@ -258,6 +258,35 @@ TEST_F(WorkerTest, NoProtocolAndNoOperationDoNoHarm) {
     EXPECT_EQ(worker.collect(), 3U);
 }
 
+TEST_F(WorkerTest, AnAnswerThatThereWasNoMemoryToTakeIsToldAgainFirst) {
+    for (unsigned long id = 1; id <= 3; ++id) {
+        queueLoad(id);
+    }
+    ASSERT_TRUE(waitForCount(3));
+    protocol.also = [this] {
+        if (protocol.loaded.size() == 2) {
+            throw std::bad_alloc();
+        }
+    };
+    EXPECT_THROW(worker.collect(), std::bad_alloc);
+    EXPECT_TRUE(readable(worker.fd()));
+    EXPECT_FALSE(worker.idle());
+    EXPECT_EQ(worker.collect(), 2U);
+    EXPECT_THAT(protocol.loaded, ElementsAre(1, 2, 2, 3));
+    EXPECT_FALSE(readable(worker.fd()));
+    EXPECT_EQ(worker.finishedCount(), 3U);
+}
+
+TEST_F(WorkerTest, AStoppedWorkerTellsNothingAgain) {
+    queueLoad(1);
+    ASSERT_TRUE(waitForCount(1));
+    worker.stop();
+    protocol.also = [] { throw std::bad_alloc(); };
+    EXPECT_THROW(worker.collect(), std::bad_alloc);
+    EXPECT_EQ(worker.collect(), 0U);
+    EXPECT_THAT(protocol.loaded, ElementsAre(1));
+}
+
 TEST_F(WorkerTest, AThrowingProtocolLosesNoOtherAnswer) {
     for (unsigned long id = 1; id <= 3; ++id) {
         queueLoad(id);

@@ -85,7 +85,6 @@ struct Facts {
     Kind kind = Kind::Other;
     std::vector<unsigned long> named;   // Without 0; an id may be there twice.
     std::vector<unsigned long> needed;  // Local ids that must become known, each once.
-    unsigned long created = 0;          // The document that it creates.
     bool lacksUser = false;
     bool lacksId = false;
 
@@ -121,56 +120,92 @@ Kind kindOf(const Nimra::FileOperation& operation) {
     }
 }
 
-/// A creation goes without a user, and its document's id is local by nature.
-Facts factsOfCreation(const Nimra::Document& document) {
-    Facts facts;
-    facts.kind = Kind::Create;
-    facts.name(document.id);
-    facts.need(document.parentId);
-    facts.created = document.id;
-    facts.lacksId = document.parentId == 0;
-    return facts;
+bool isCreation(const Nimra::FileOperation& operation) { return kindOf(operation) == Kind::Create; }
+
+/// The document that an operation would create; 0 for any other operation.
+unsigned long createdBy(const Nimra::Operation& operation) {
+    const auto* file = dynamic_cast<const Nimra::FileOperation*>(&operation);
+    return file && isCreation(*file) ? file->document().id : 0;
 }
 
-Facts factsOf(const Nimra::FileOperation& operation) {
+/// Calls `use` with each id that an operation cannot leave with while it is a local one. That of
+/// the document that a creation makes is local by nature.
+template <class Use>
+void eachNeeded(const Nimra::FileOperation& operation, Use use) {
     const Nimra::Document& document = operation.document();
-    if (kindOf(operation) == Kind::Create) {
-        return factsOfCreation(document);
+    if (isCreation(operation)) {
+        use(document.parentId);
+        return;
     }
-    Facts facts;
-    facts.kind = kindOf(operation);
-    facts.need(document.id);
-    facts.need(document.parentId);
-    facts.need(document.oldParentId);
-    facts.lacksUser = document.ownerId == 0;
-    return facts;
+    use(document.id);
+    use(document.parentId);
+    use(document.oldParentId);
 }
 
-Facts factsOf(const Nimra::ItemFilter& filter) {
-    Facts facts;
+template <class Use>
+void eachNeeded(const Nimra::ItemFilter& filter, Use use) {
     if (const std::optional<SessionIds> ids = sessionIds(filter.url)) {
-        facts.kind = Kind::Session;
-        facts.need(ids->document.value);
-        facts.need(ids->folder.value);
-        facts.lacksUser = filter.userId == 0;
-        return facts;
+        use(ids->document.value);
+        use(ids->folder.value);
+    } else {
+        std::for_each(filter.dataId.begin(), filter.dataId.end(), use);
     }
-    facts.kind = Kind::Load;
-    const std::vector<unsigned long>& ids = filter.dataId;
-    std::for_each(ids.begin(), ids.end(), [&](unsigned long id) { facts.need(id); });
-    facts.lacksId = ids.empty() || std::count(ids.begin(), ids.end(), 0ul) != 0;
-    return facts;
 }
 
 /// An operation of another class needs nothing that is known here.
-Facts factsOf(const Nimra::Operation& operation) {
+template <class Use>
+void eachNeeded(const Nimra::Operation& operation, Use use) {
     if (const auto* file = dynamic_cast<const Nimra::FileOperation*>(&operation)) {
-        return factsOf(*file);
+        eachNeeded(*file, use);
+    } else if (const auto* load = dynamic_cast<const Nimra::DataLoaderOperation*>(&operation)) {
+        eachNeeded(load->filter(), use);
     }
-    if (const auto* load = dynamic_cast<const Nimra::DataLoaderOperation*>(&operation)) {
-        return factsOf(load->filter());
+}
+
+bool needs(const Nimra::Operation& operation, unsigned long localId) {
+    bool found = false;
+    eachNeeded(operation, [&](unsigned long id) { found = found || id == localId; });
+    return found && Nimra::isLocalId(localId);
+}
+
+bool needsWhatIsMadeBy(const QueuedOperationsManager::Operations& creations,
+                       const Nimra::Operation& operation) {
+    return std::any_of(creations.begin(), creations.end(), [&](const auto& creation) {
+        return needs(operation, createdBy(*creation));
+    });
+}
+
+/// A creation goes without a user.
+void judge(const Nimra::FileOperation& operation, Facts& facts) {
+    facts.kind = kindOf(operation);
+    if (isCreation(operation)) {
+        facts.name(operation.document().id);
+        facts.lacksId = operation.document().parentId == 0;
+    } else {
+        facts.lacksUser = operation.document().ownerId == 0;
     }
-    return {};
+}
+
+void judge(const Nimra::ItemFilter& filter, Facts& facts) {
+    if (sessionIds(filter.url)) {
+        facts.kind = Kind::Session;
+        facts.lacksUser = filter.userId == 0;
+        return;
+    }
+    facts.kind = Kind::Load;
+    const std::vector<unsigned long>& ids = filter.dataId;
+    facts.lacksId = ids.empty() || std::count(ids.begin(), ids.end(), 0ul) != 0;
+}
+
+Facts factsOf(const Nimra::Operation& operation) {
+    Facts facts;
+    if (const auto* file = dynamic_cast<const Nimra::FileOperation*>(&operation)) {
+        judge(*file, facts);
+    } else if (const auto* load = dynamic_cast<const Nimra::DataLoaderOperation*>(&operation)) {
+        judge(load->filter(), facts);
+    }
+    eachNeeded(operation, [&](unsigned long id) { facts.need(id); });
+    return facts;
 }
 
 /// Has an operation on a document that was not moved after all look for it where it stays. True for
@@ -320,32 +355,33 @@ QueuedOperationsManager::Operations QueuedOperationsManager::takeReady() {
     if (!_anyReady) {
         return {};
     }
-    std::vector<bool> leaving;
-    for (const Waiting& operation : assess()) {
-        leaving.push_back(operation.ready());
+    Operations taken;
+    auto operation = _operations.begin();
+    for (const Waiting& assessed : assess()) {
+        const auto next = std::next(operation);
+        if (assessed.ready()) {
+            taken.splice(taken.end(), _operations, operation);
+        }
+        operation = next;
     }
-    Operations taken = extract(leaving);
     _anyReady = false;
     return taken;
 }
 
-QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(unsigned long localId) {
+QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(
+    unsigned long localId) noexcept {
     const std::lock_guard lock(_mutex);
-    std::set<unsigned long> lost{localId};
-    std::vector<bool> leaving(_operations.size());
-    std::size_t lostBefore = 0;
-    while (lostBefore != lost.size()) {
-        lostBefore = lost.size();
-        for (std::size_t index = 0; index < _operations.size(); ++index) {
-            const Facts facts = factsOf(*_operations[index]);
-            if (anyIn(lost, facts.needed)) {
-                leaving[index] = true;
-                lost.insert(facts.created);
-            }
+    Operations taken;
+    // A creation is parked before what needs the document that it creates.
+    for (auto operation = _operations.begin(); operation != _operations.end();) {
+        const auto next = std::next(operation);
+        if (needs(**operation, localId) || needsWhatIsMadeBy(taken, **operation)) {
+            taken.splice(taken.end(), _operations, operation);
         }
+        operation = next;
     }
     _anyReady = true;
-    return extract(leaving);
+    return taken;
 }
 
 std::unique_ptr<Nimra::Operation> QueuedOperationsManager::cancel(unsigned long operationId) {
@@ -406,21 +442,6 @@ std::vector<QueuedOperationsManager::Waiting> QueuedOperationsManager::assess() 
         all.push_back(std::move(waiting));
     }
     return all;
-}
-
-// Allocates before the first operation moves, so that none is lost.
-QueuedOperationsManager::Operations QueuedOperationsManager::extract(
-    const std::vector<bool>& leaving) {
-    Operations taken;
-    taken.reserve(_operations.size());
-    for (std::size_t index = 0; index < _operations.size(); ++index) {
-        if (leaving[index]) {
-            taken.push_back(std::move(_operations[index]));
-        }
-    }
-    _operations.erase(std::remove(_operations.begin(), _operations.end(), nullptr),
-                      _operations.end());
-    return taken;
 }
 
 }  // namespace Ormek

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -16,7 +17,7 @@ namespace Ormek {
 /// to call from any thread. When a call throws, nothing has left and nothing parked is lost.
 class QueuedOperationsManager {
   public:
-    using Operations = std::vector<std::unique_ptr<Nimra::Operation>>;
+    using Operations = std::list<std::unique_ptr<Nimra::Operation>>;
 
     enum class Kind {
         Create,
@@ -81,10 +82,10 @@ class QueuedOperationsManager {
     /// every other call that changes something here.
     Operations takeReady();
     /// For when `localId` will never be known: whatever needs it, in order, and whatever needs a
-    /// document that one of these would have created.
-    Operations takeWaitingFor(unsigned long localId);
-    /// The first one, whatever it waits for; empty when nothing is parked. Never throws, so that
-    /// nothing keeps what is parked from coming to an end.
+    /// document that one of these would have created. Needs no memory: what was not made comes to
+    /// an end in any case.
+    Operations takeWaitingFor(unsigned long localId) noexcept;
+    /// The first one, whatever it waits for; empty when nothing is parked. Needs no memory either.
     std::unique_ptr<Nimra::Operation> takeFirst() noexcept;
     /// The operation of that id; empty when it is not parked. What needs the document that it would
     /// have created stays. What is parked behind a move, on the same item, looks for it where it
@@ -98,7 +99,6 @@ class QueuedOperationsManager {
     std::vector<Waiting> assess() const;
     void putRightBehind(Operations::iterator cancelled);
     std::unique_ptr<Nimra::Operation> extract(Operations::iterator operation) noexcept;
-    Operations extract(const std::vector<bool>& leaving);
 
     mutable std::mutex _mutex;
     Operations _operations;

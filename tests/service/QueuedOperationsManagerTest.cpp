@@ -427,7 +427,7 @@ TEST_F(ParkedOperationsTest, WhatIsReadyLeavesInOrderAndOnce) {
 TEST_F(ParkedOperationsTest, WhatLeavesIsTheOperationItself) {
     auto* const operation = new Nimra::Operation(1);
     parked.push(operation);
-    EXPECT_EQ(parked.takeReady().at(0).get(), operation);
+    EXPECT_EQ(parked.takeReady().front().get(), operation);
 }
 
 TEST_F(ParkedOperationsTest, OperationsOnOtherItemsDoNotWaitForEachOther) {

@@ -31,6 +31,11 @@ void Edits::served(unsigned long entryId, std::optional<State> served) {
     }
 }
 
+bool Edits::isServed(unsigned long entryId) const {
+    const auto known = _entries.find(entryId);
+    return known != _entries.end() && known->second.served;
+}
+
 std::optional<Edits::State> Edits::served(unsigned long entryId) const {
     const auto known = _entries.find(entryId);
     return known == _entries.end() ? std::nullopt : known->second.served;
@@ -45,10 +50,11 @@ std::optional<Edits::State> Edits::end(unsigned long entryId, unsigned long oper
     steps.erase(std::remove_if(steps.begin(), steps.end(),
                                [&](const Step& step) { return step.operationId == operationId; }),
                 steps.end());
-    std::optional<State> now = shown(known->second);
-    if (steps.empty()) {
-        _entries.erase(known);
+    if (!steps.empty()) {
+        return shown(known->second);
     }
+    std::optional<State> now = std::move(known->second.served);
+    _entries.erase(known);
     return now;
 }
 

@@ -35,6 +35,8 @@ class Edits {
     };
 
     bool has(unsigned long entryId) const { return _entries.count(entryId) != 0; }
+    /// Whether the service has an entry with steps.
+    bool isServed(unsigned long entryId) const;
 
     /// Adds a step. `served` is what the service says of the entry, empty for one that it does not
     /// have; looked at only for an entry without steps. Changes nothing when memory runs out.
@@ -46,7 +48,7 @@ class Edits {
     /// The same, told; also empty for an entry without steps.
     std::optional<State> served(unsigned long entryId) const;
     /// Takes a step out and returns what is to be shown from now on. Behind the last step the entry
-    /// is no longer known here.
+    /// is no longer known here. When memory runs out for telling, the step is out all the same.
     std::optional<State> end(unsigned long entryId, unsigned long operationId);
     /// What is to be shown of an entry with steps; empty for nothing.
     std::optional<State> shown(unsigned long entryId) const;

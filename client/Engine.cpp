@@ -217,6 +217,7 @@ unsigned long Client::Engine::merge() {
         if (answers != 0) {
             ::eventfd_write(_merged.get(), 1);
         }
+        release();
         return answers;
     } catch (...) {
         ::eventfd_write(_merged.get(), 1);
@@ -228,6 +229,7 @@ unsigned long Client::Engine::collect() {
     const unsigned long answers = _worker.collect();
     eventfd_t drained = 0;
     ::eventfd_read(_merged.get(), &drained);
+    release();
     return answers;
 }
 

@@ -108,12 +108,6 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     };
     using Undertakings = std::map<unsigned long, Undertaking>;  // By operation id.
 
-    // One that is about to have one.
-    struct Failing {
-        unsigned long operationId;
-        Undertaking undertaking;
-    };
-
     // What an outcome carries besides success.
     struct Result {
         std::optional<Nimra::ServiceError> error;
@@ -186,6 +180,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     Load takeLoad(unsigned long operationId);
     void loadFailed(const Load& load, const Nimra::ServiceError& error);
 
+    void receivePage(const Load& load, Nimra::Page& page);
     bool isOutdated(const Load& load, const Nimra::Page& page) const;
     bool isNews(unsigned long id, const Load& load) const;
     void keepNews(const Load& load, Nimra::Page& page);
@@ -239,22 +234,29 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     Action undertake(ActionKind kind, const std::shared_ptr<Item>& item, const Edits::State& to,
                      Send send);
     unsigned long sendCreation(const Nimra::Document& record);
-    void takeBack(unsigned long id, unsigned long operationId);
+    void takeBack(unsigned long id, unsigned long operationId) noexcept;
+    void giveUp(unsigned long id, unsigned long operationId) noexcept;
     unsigned long userFor(const std::vector<unsigned long>& ids) const;
-    void release();
+    void release() noexcept;
+    void send(std::unique_ptr<Nimra::Operation> operation) noexcept;
 
-    std::optional<Undertaking> takeUndertaking(unsigned long operationId);
+    Undertakings takeUndertaking(unsigned long operationId) noexcept;
+    bool applyTwice(const Undertaking& undertaking, unsigned long operationId,
+                    const Nimra::Document& record) noexcept;
     void applySuccess(const Undertaking& undertaking, unsigned long operationId,
                       const Nimra::Document& record);
     void refreshFrom(unsigned long id, Nimra::Document record, const Edits::State& shown);
     void giveServerId(unsigned long localId, unsigned long serverId);
-    void failAction(const Undertaking& undertaking, unsigned long operationId,
-                    const Nimra::ServiceError& error);
-    std::vector<Failing> takeWaitingFor(const Undertaking& undertaking);
+    void failAction(unsigned long operationId, Undertakings failing,
+                    const Nimra::ServiceError& error) noexcept;
+    static Nimra::ServiceError reasonFor(const Nimra::ServiceError& error) noexcept;
+    void addWaitingFor(const Undertaking& undertaking, Undertakings& failing) noexcept;
     void dropContent(const Undertaking& undertaking);
-    void undo(const std::vector<Failing>& failing, Nimra::Reason reason) noexcept;
-    void undo(const Failing& failing, Nimra::Reason reason) noexcept;
-    void conclude(const Undertaking& undertaking, unsigned long operationId, Result result);
+    void undo(const Undertakings& failing, Nimra::Reason reason) noexcept;
+    void undo(const Undertaking& undertaking, unsigned long operationId,
+              Nimra::Reason reason) noexcept;
+    void conclude(const Undertaking& undertaking, unsigned long operationId,
+                  Result result) noexcept;
 
     // --- What is shown of entries (EngineView.cpp) ------------------------------------------
 
@@ -267,14 +269,22 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void show(unsigned long id, const Shown& was, const Shown& now);
     void showFolder(const std::shared_ptr<Item>& item, bool wasShown, unsigned long folderId);
     void lose(unsigned long id);
-    void drop(unsigned long id);
+    void drop(unsigned long id) noexcept;
     void loseWhatIsIn(unsigned long folderId);
     bool isFolderHeld(unsigned long id);
-    void invalidate(unsigned long folderId, const QueryResult* except = nullptr);
+    void invalidate(unsigned long folderId, const QueryResult* except = nullptr) noexcept;
     Before before(const std::vector<unsigned long>& ids);
-    void tell(const Before& before, bool ofArrivals = true);
+    void tell(const Before& before, bool ofArrivals = true) noexcept;
+    void tellOf(unsigned long id, const Values& was, bool ofArrivals);
 
     OnlyOne _onlyOne;
+    // Made beforehand, to be told without memory.
+    const Nimra::ServiceError _outOfMemory{Nimra::Reason::Internal, "out of memory"};
+    const Nimra::ServiceError _noIdGiven{Nimra::Reason::Internal,
+                                         "the service gave no id to what it made"};
+    const Nimra::ServiceError _cancelled{Nimra::Reason::Refused, "cancelled before it was started"};
+    const Nimra::ServiceError _shutDown{Nimra::Reason::NotReachable,
+                                        "the service was shut down before this was started"};
     std::unique_ptr<Nimra::StorageService> _service;
     unsigned long _userId;
     Clock _clock;
@@ -296,6 +306,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     std::map<unsigned long, std::set<unsigned long>> _doubtful;
     Statistics _statistics;
     bool _ended = false;
+    bool _releasing = false;
     Nimra::Worker _worker;
     Nimra::FileDescriptor _merged;    // An eventfd(2): answers were merged by another call.
     Nimra::FileDescriptor _readable;  // An epoll(7) over the worker's descriptor and this one.

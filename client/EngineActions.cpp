@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 #include <stdexcept>
+#include <utility>
 
 #include "client/Engine.h"
 #include "client/EntryStates.h"
@@ -176,23 +177,41 @@ Action Client::Engine::undertake(ActionKind kind, const std::shared_ptr<Item>& i
     return {std::move(state), operationId, id};
 }
 
-// Leaves a step out of what is shown of an entry.
-void Client::Engine::takeBack(unsigned long id, unsigned long operationId) {
+// Leaves a step out of what is shown of an entry. What there is no memory to put right is loaded
+// again.
+void Client::Engine::takeBack(unsigned long id, unsigned long operationId) noexcept {
     if (!_edits.has(id)) {
         return;
     }
-    const Shown was = _edits.shown(id);
-    const Shown now = _edits.end(id, operationId);
-    show(id, was, now);
-    if (now) {
-        doubt(now->folderId, id);
+    const bool isServed = _edits.isServed(id);
+    try {
+        const Shown was = _edits.shown(id);
+        const Shown now = _edits.end(id, operationId);
+        show(id, was, now);
+        if (now) {
+            doubt(now->folderId, id);
+        }
+    } catch (...) {
+        giveUp(id, operationId);
     }
     if (_edits.has(id)) {
         return;
     }
     _listings.forget(id);
-    if (!now) {
+    if (!isServed) {
         drop(id);
+    }
+}
+
+// Leaves it out without a look at what is to be shown.
+void Client::Engine::giveUp(unsigned long id, unsigned long operationId) noexcept {
+    try {
+        _edits.end(id, operationId);
+    } catch (...) {
+        // Out it is.
+    }
+    if (const std::shared_ptr<Item> item = _cache.getItemInternal(id)) {
+        _listings.invalidate(item->parentId());
     }
 }
 
@@ -202,14 +221,27 @@ unsigned long Client::Engine::userFor(const std::vector<unsigned long>& ids) con
     return _parked.names(ids) ? 0 : _userId;
 }
 
-void Client::Engine::release() {
-    for (auto& operation : _parked.takeReady()) {
-        const unsigned long operationId = operation->id();
-        try {
-            Nimra::OperationHandler::getHandler(HandlerName)->queueOperation(operation.release());
-        } catch (const std::exception& error) {
-            failed(operationId, {Nimra::Reason::Internal, error.what()});
+// One that fails at once may make others ready: whoever is at it already goes on until none is.
+// What there is no memory to let go is let go by a later call.
+void Client::Engine::release() noexcept {
+    if (std::exchange(_releasing, true)) {
+        return;
+    }
+    try {
+        for (auto ready = _parked.takeReady(); !ready.empty(); ready = _parked.takeReady()) {
+            std::for_each(ready.begin(), ready.end(), [this](auto& one) { send(std::move(one)); });
         }
+    } catch (...) {
+    }
+    _releasing = false;
+}
+
+void Client::Engine::send(std::unique_ptr<Nimra::Operation> operation) noexcept {
+    const unsigned long operationId = operation->id();
+    try {
+        Nimra::OperationHandler::getHandler(HandlerName)->queueOperation(operation.release());
+    } catch (...) {
+        failed(operationId, _outOfMemory);
     }
 }
 
@@ -382,7 +414,11 @@ void Client::Engine::releaseSession(const Nimra::DocumentSession& session) {
 bool Client::Engine::cancel(unsigned long operationId) {
     // By way of the worker, so that whoever waits for the outcome wakes up.
     if (auto parked = _parked.cancel(operationId)) {
-        _worker.cancel(std::move(parked));
+        try {
+            _worker.cancel(std::move(parked));
+        } catch (...) {
+            failed(operationId, _cancelled);
+        }
         return true;
     }
     return _undertakings.count(operationId) != 0 && _worker.cancel(operationId);
@@ -432,37 +468,59 @@ std::vector<WaitingAction> Client::Engine::waiting() {
 // --- Outcomes ------------------------------------------------------------------------------
 
 void Client::Engine::finished(unsigned long operationId, const Nimra::Document& document) {
-    const auto undertaking = takeUndertaking(operationId);
-    if (!undertaking) {
+    Undertakings taken = takeUndertaking(operationId);
+    if (taken.empty()) {
         return;
     }
-    if (isCreation(undertaking->kind) && (document.id == 0 || Nimra::isLocalId(document.id))) {
-        failAction(*undertaking, operationId,
-                   {Nimra::Reason::Internal, "the service gave no id to what it made"});
-        return;
+    const Undertaking& undertaking = taken.at(operationId);
+    const unsigned long id = undertaking.entryId;
+    const bool isMade = isCreation(undertaking.kind);
+    if (isMade && (document.id == 0 || Nimra::isLocalId(document.id))) {
+        // Something was made, under whatever id.
+        if (const std::shared_ptr<Item> item = _cache.getItemInternal(id)) {
+            invalidate(item->parentId());
+        }
+        failAction(operationId, std::move(taken), _noIdGiven);
+    } else if (applyTwice(undertaking, operationId, document)) {
+        conclude(undertaking, operationId, {});
+    } else if (isMade && Nimra::isLocalId(current(id))) {
+        failAction(operationId, std::move(taken), _outOfMemory);
+    } else {
+        giveUp(current(id), operationId);
+        conclude(undertaking, operationId, {});
     }
-    try {
-        applySuccess(*undertaking, operationId, document);
-    } catch (...) {
-        // What could not be put right is loaded again.
-        _listings.invalidate(document.parentId);
-    }
-    conclude(*undertaking, operationId, {});
     release();
 }
 
+// False when memory has run out twice. What could not be put right is loaded again.
+bool Client::Engine::applyTwice(const Undertaking& undertaking, unsigned long operationId,
+                                const Nimra::Document& record) noexcept {
+    for (int attempts = 0; attempts < 2; ++attempts) {
+        try {
+            applySuccess(undertaking, operationId, record);
+            return true;
+        } catch (...) {
+            _listings.invalidate(record.parentId);
+        }
+    }
+    return false;
+}
+
+// What has been done of it already is left as it is when it is done again.
 void Client::Engine::applySuccess(const Undertaking& undertaking, unsigned long operationId,
                                   const Nimra::Document& record) {
-    if (isCreation(undertaking.kind)) {
+    if (isCreation(undertaking.kind) && _edits.has(undertaking.entryId)) {
         giveServerId(undertaking.entryId, record.id);
     }
     const unsigned long id = current(undertaking.entryId);
     // What lies in a folder that is not held is out of sight.
     const bool removed = undertaking.kind == ActionKind::Remove || !isFolderHeld(record.parentId);
+    const Shown served = removed ? std::nullopt : Shown(stateOf(record));
     const Before before = this->before({id});
-    const Shown was = _edits.shown(id);
-    _edits.served(id, removed ? std::nullopt : Shown(stateOf(record)));
-    const Shown now = _edits.end(id, operationId);
+    const Shown was = shownOf(id);
+    _edits.served(id, served);
+    _edits.end(id, operationId);
+    const Shown now = _edits.has(id) ? _edits.shown(id) : served;
     show(id, was, now);
     if (!removed && now) {
         refreshFrom(id, record, *now);
@@ -496,7 +554,8 @@ void Client::Engine::refreshFrom(unsigned long id, Nimra::Document record,
     }
 }
 
-// The entry, what lies in it, what waits for it and its listings follow at one stroke.
+// The entry, what lies in it, what waits for it and its listings follow at one stroke. When memory
+// runs out on the way, it can be done again.
 void Client::Engine::giveServerId(unsigned long localId, unsigned long serverId) {
     const std::shared_ptr<Item> item = _cache.getItemInternal(localId);
     const bool isKnown = _cache.getItemInternal(serverId) != nullptr;
@@ -508,13 +567,14 @@ void Client::Engine::giveServerId(unsigned long localId, unsigned long serverId)
         _listings.leave(item->parentId(), localId);
     }
     _parked.idKnown(localId, serverId);
+    _listings.rekey(localId, serverId);
+    events.push(EntryIdChanged{localId, serverId});
+    // From here on nothing needs memory.
     _cache.updateItemId(localId, serverId);
     if (_cache.castContainer(item)) {
         _cache.updateItemParentIds(localId, serverId);
     }
     _edits.rekey(localId, serverId);
-    _listings.rekey(localId, serverId);
-    events.push(EntryIdChanged{localId, serverId});
     // The other one takes over what was done to it meanwhile, and its places.
     if (isKnown) {
         show(serverId, was, _edits.shown(serverId));
@@ -526,8 +586,9 @@ void Client::Engine::giveServerId(unsigned long localId, unsigned long serverId)
 }
 
 void Client::Engine::failed(unsigned long operationId, const Nimra::ServiceError& error) {
-    if (const auto undertaking = takeUndertaking(operationId)) {
-        failAction(*undertaking, operationId, error);
+    Undertakings taken = takeUndertaking(operationId);
+    if (!taken.empty()) {
+        failAction(operationId, std::move(taken), error);
         release();
         return;
     }
@@ -538,34 +599,36 @@ void Client::Engine::failed(unsigned long operationId, const Nimra::ServiceError
 }
 
 // Whatever waits for an entry that was not made fails with it.
-void Client::Engine::failAction(const Undertaking& undertaking, unsigned long operationId,
-                                const Nimra::ServiceError& error) {
-    const std::vector<Failing> waiting = takeWaitingFor(undertaking);
-    std::vector<Failing> all{{operationId, undertaking}};
-    all.insert(all.end(), waiting.begin(), waiting.end());
-    undo(all, error.reason());
-    conclude(undertaking, operationId, {error, nullptr, std::nullopt});
-    const Nimra::ServiceError reason(
-        error.reason(), std::string("what this needs could not be made: ") + error.what());
-    for (const Failing& one : waiting) {
-        conclude(one.undertaking, one.operationId, {reason, nullptr, std::nullopt});
+void Client::Engine::failAction(unsigned long operationId, Undertakings failing,
+                                const Nimra::ServiceError& error) noexcept {
+    addWaitingFor(failing.at(operationId), failing);
+    undo(failing, error.reason());
+    const Nimra::ServiceError reason = reasonFor(error);
+    for (const auto& [id, undertaking] : failing) {
+        conclude(undertaking, id, {id == operationId ? error : reason, nullptr, std::nullopt});
     }
 }
 
-std::vector<Client::Engine::Failing> Client::Engine::takeWaitingFor(
-    const Undertaking& undertaking) {
-    std::vector<Failing> waiting;
+Nimra::ServiceError Client::Engine::reasonFor(const Nimra::ServiceError& error) noexcept {
+    try {
+        return {error.reason(), std::string("what this needs could not be made: ") + error.what()};
+    } catch (...) {
+        return error;
+    }
+}
+
+void Client::Engine::addWaitingFor(const Undertaking& undertaking, Undertakings& failing) noexcept {
     if (!isCreation(undertaking.kind)) {
-        return waiting;
+        return;
     }
     dropContent(undertaking);
     for (const auto& operation : _parked.takeWaitingFor(undertaking.entryId)) {
-        if (auto taken = takeUndertaking(operation->id())) {
-            dropContent(*taken);
-            waiting.push_back({operation->id(), std::move(*taken)});
+        Undertakings taken = takeUndertaking(operation->id());
+        for (const auto& [operationId, waiting] : taken) {
+            dropContent(waiting);
         }
+        failing.merge(taken);
     }
-    return waiting;
 }
 
 // Of a creation that will not be sent. Others on the same entry must not touch it.
@@ -576,61 +639,56 @@ void Client::Engine::dropContent(const Undertaking& undertaking) {
 }
 
 // The last one first, and told as one change.
-void Client::Engine::undo(const std::vector<Failing>& failing, Nimra::Reason reason) noexcept {
+void Client::Engine::undo(const Undertakings& failing, Nimra::Reason reason) noexcept {
     Before before;
     try {
         std::set<unsigned long> ids;
-        for (const Failing& one : failing) {
-            ids.insert(current(one.undertaking.entryId));
+        for (const auto& [operationId, undertaking] : failing) {
+            ids.insert(current(undertaking.entryId));
         }
         before = this->before({ids.begin(), ids.end()});
     } catch (...) {
-        before.clear();
+        // Without memory for more, the outcomes alone are told.
     }
     for (auto one = failing.rbegin(); one != failing.rend(); ++one) {
-        undo(*one, reason);
+        undo(one->second, one->first, reason);
     }
-    try {
-        tell(before);
-    } catch (...) {
-        // Without memory for more, the outcome alone is told.
-    }
+    tell(before);
 }
 
-void Client::Engine::undo(const Failing& failing, Nimra::Reason reason) noexcept {
-    if (!isEdit(failing.undertaking.kind)) {
+void Client::Engine::undo(const Undertaking& undertaking, unsigned long operationId,
+                          Nimra::Reason reason) noexcept {
+    if (!isEdit(undertaking.kind)) {
         return;
     }
-    const unsigned long id = current(failing.undertaking.entryId);
-    unsigned long folderId = 0;
-    try {
-        const Shown was = _edits.shown(id);
-        folderId = was ? was->folderId : 0;
-        takeBack(id, failing.operationId);
-        // The service knows of an entry, or of the lack of one, that is not known here.
-        if (reason == Nimra::Reason::NotFound || reason == Nimra::Reason::Exists) {
-            const Shown now = shownOf(id);
-            invalidate(now ? now->folderId : folderId);
-            if (now && now->folderId != folderId) {
-                invalidate(folderId);
-            }
+    const unsigned long id = current(undertaking.entryId);
+    const std::shared_ptr<Item> item = _cache.getItemInternal(id);
+    const unsigned long folderId = item ? item->parentId() : 0;
+    takeBack(id, operationId);
+    // The service knows of an entry, or of the lack of one, that is not known here.
+    if (reason == Nimra::Reason::NotFound || reason == Nimra::Reason::Exists) {
+        invalidate(folderId);
+        if (item && item->parentId() != folderId) {
+            invalidate(item->parentId());
         }
-    } catch (...) {
-        _listings.invalidate(folderId);
     }
 }
 
 void Client::Engine::streamsOpened(unsigned long operationId, const Nimra::Document& /*document*/,
                                    std::shared_ptr<Nimra::DocumentStream> stream) {
-    if (const auto undertaking = takeUndertaking(operationId)) {
-        conclude(*undertaking, operationId, {std::nullopt, std::move(stream), std::nullopt});
+    for (const auto& [id, undertaking] : takeUndertaking(operationId)) {
+        conclude(undertaking, id, {std::nullopt, std::move(stream), std::nullopt});
     }
 }
 
 void Client::Engine::sessionOpened(unsigned long operationId,
                                    const Nimra::DocumentSession& session) {
-    if (const auto undertaking = takeUndertaking(operationId)) {
-        conclude(*undertaking, operationId, {std::nullopt, nullptr, session});
+    for (const auto& [id, undertaking] : takeUndertaking(operationId)) {
+        try {
+            conclude(undertaking, id, {std::nullopt, nullptr, session});
+        } catch (...) {
+            conclude(undertaking, id, {_outOfMemory, nullptr, std::nullopt});
+        }
     }
 }
 
@@ -638,38 +696,32 @@ void Client::Engine::progress(unsigned long operationId, unsigned long done, uns
     events.push(ActionProgress{operationId, done, total});
 }
 
-std::optional<Client::Engine::Undertaking> Client::Engine::takeUndertaking(
-    unsigned long operationId) {
-    const auto found = _undertakings.find(operationId);
-    if (found == _undertakings.end()) {
-        return std::nullopt;
-    }
-    std::optional<Undertaking> taken(std::move(found->second));
-    _undertakings.erase(found);
+// One or none, in the node that it had: what is taken needs no memory to be dealt with.
+Client::Engine::Undertakings Client::Engine::takeUndertaking(unsigned long operationId) noexcept {
+    Undertakings taken;
+    taken.insert(_undertakings.extract(operationId));
     return taken;
 }
 
-// Whoever waits must hear of the end, even without memory for the rest, or would wait for ever.
+// Whoever waits hears of the end, even without memory for the event, or would wait for ever.
 void Client::Engine::conclude(const Undertaking& undertaking, unsigned long operationId,
-                              Result result) {
-    const std::shared_ptr<Action::State> state = undertaking.state.lock();
-    const ActionState ended = result.error ? ActionState::Failed : ActionState::Done;
-    if (state) {
-        state->outcome.state = ended;
-    }
+                              Result result) noexcept {
     Outcome outcome;
-    outcome.state = ended;
+    outcome.state = result.error ? ActionState::Failed : ActionState::Done;
     outcome.kind = undertaking.kind;
     outcome.operationId = operationId;
     outcome.entryId = current(undertaking.entryId);
-    outcome.entry = valuesOf(outcome.entryId);
     outcome.error = std::move(result.error);
     outcome.stream = std::move(result.stream);
     outcome.session = std::move(result.session);
-    if (state) {
-        state->outcome = outcome;
+    try {
+        outcome.entry = valuesOf(outcome.entryId);
+        events.push(outcome);
+    } catch (...) {
     }
-    events.push(std::move(outcome));
+    if (const std::shared_ptr<Action::State> state = undertaking.state.lock()) {
+        state->outcome = std::move(outcome);
+    }
 }
 
 }  // namespace Ormek

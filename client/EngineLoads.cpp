@@ -130,29 +130,27 @@ void Client::Engine::pageLoaded(unsigned long operationId, const Nimra::ItemFilt
         return;
     }
     load.doubted = isOutdated(load, page);
-    const unsigned long folderId = load.filter.getDataId().front();
+    try {
+        receivePage(load, page);
+    } catch (const Nimra::ServiceError& error) {
+        loadFailed(load, error);
+    } catch (...) {
+        loadFailed(load, _outOfMemory);
+    }
+}
+
+void Client::Engine::receivePage(const Load& load, Nimra::Page& page) {
+    const unsigned long folderId = load.filter.dataIds().front();
     if (!isFolderHeld(folderId)) {
-        loadFailed(load, {Nimra::Reason::NotFound, "the folder is no longer there"});
-        return;
+        throw Nimra::ServiceError(Nimra::Reason::NotFound, "the folder is no longer there");
     }
     if (load.doubted && load.kind == LoadKind::LookUp) {
         concludeEach(load, [&](const State& state) { walk(state); });
         return;
     }
-    try {
-        mergePage(load, page);
-        if (load.doubted) {
-            invalidate(folderId);
-        }
-    } catch (const std::exception& error) {
-        ++_statistics.failedLoads;
-        const Nimra::ServiceError reason(Nimra::Reason::Internal, error.what());
-        concludeEach(load, [&](const State& state) { fail(state, reason); });
-        return;
-    } catch (...) {
-        ++_statistics.failedLoads;
-        concludeEach(load, [](const State& state) { failWithoutWords(*state); });
-        return;
+    mergePage(load, page);
+    if (load.doubted) {
+        invalidate(folderId);
     }
     concludeEach(load, [&](const State& state) {
         if (load.kind == LoadKind::LookUp) {
@@ -202,7 +200,7 @@ void Client::Engine::keepNews(const Load& load, Nimra::Page& page) {
 
 template <class Record>
 void Client::Engine::keepNews(const Load& load, std::vector<Record>& records) {
-    const unsigned long folderId = load.filter.getDataId().front();
+    const unsigned long folderId = load.filter.dataIds().front();
     std::vector<Record> kept;
     for (Record& record : records) {
         if (!isNews(record.id, load) || update(record, folderId)) {
@@ -233,7 +231,7 @@ bool Client::Engine::update(Record& record, unsigned long folderId) {
 
 // What came into the folder since the page was asked for is not in it, and stays all the same.
 void Client::Engine::keepArrivals(const Load& load) {
-    const unsigned long folderId = load.filter.getDataId().front();
+    const unsigned long folderId = load.filter.dataIds().front();
     QueryResultInternal& listing = internalOf(load);
     for (const auto& [id, number] : _news) {
         const std::shared_ptr<Item> item = _cache.getItemInternal(id);
@@ -279,7 +277,7 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
     }
     if (load.kind == LoadKind::Listing) {
         // What was found by name before may be gone now.
-        forgetFound(load.filter.getDataId().front());
+        forgetFound(load.filter.dataIds().front());
     }
     tell(before, wasLoaded);
     doubtDelivered(load, delivered);
@@ -336,7 +334,7 @@ template void Client::Engine::receive(Nimra::Folder&, const Directory&);
 // The total that comes with a page does not count what is only on its way into the folder, whatever
 // the listing makes of an entry with a server id.
 void Client::Engine::setArrivalsAside(const Load& load) {
-    const unsigned long folderId = load.filter.getDataId().front();
+    const unsigned long folderId = load.filter.dataIds().front();
     for (const unsigned long id : _edits.shownIn(folderId)) {
         const Shown served = _edits.served(id);
         if (!served || served->folderId != folderId) {
@@ -347,7 +345,7 @@ void Client::Engine::setArrivalsAside(const Load& load) {
 
 // A page that was asked for before an action does not undo it.
 void Client::Engine::keepEdits(const Load& load, const std::vector<unsigned long>& delivered) {
-    const unsigned long folderId = load.filter.getDataId().front();
+    const unsigned long folderId = load.filter.dataIds().front();
     QueryResultInternal& listing = internalOf(load);
     for (const unsigned long id : delivered) {
         if (!_edits.has(id)) {
@@ -386,7 +384,7 @@ std::vector<std::shared_ptr<Item>> Client::Engine::standing(const Load& load, un
 
 // What comes by another way than with the folder's whole listing may leave without a trace there.
 void Client::Engine::doubtDelivered(const Load& load, const std::vector<unsigned long>& delivered) {
-    const unsigned long folderId = load.filter.getDataId().front();
+    const unsigned long folderId = load.filter.dataIds().front();
     const Directory whole = _listings.whole(folderId);
     for (const unsigned long id : delivered) {
         if (whole && whole->contains(id)) {
@@ -401,7 +399,7 @@ void Client::Engine::doubtDelivered(const Load& load, const std::vector<unsigned
 
 void Client::Engine::doubtVanished(const Load& load,
                                    const std::vector<std::shared_ptr<Item>>& stood) {
-    const unsigned long folderId = load.filter.getDataId().front();
+    const unsigned long folderId = load.filter.dataIds().front();
     for (const std::shared_ptr<Item>& item : stood) {
         if (item->parentId() == folderId && !load.directory->contains(item->id())) {
             doubt(folderId, item->id());
@@ -416,7 +414,7 @@ void Client::Engine::doubt(unsigned long folderId, unsigned long id) {
 }
 
 void Client::Engine::dropVanished(const Load& load) {
-    const unsigned long folderId = load.filter.getDataId().front();
+    const unsigned long folderId = load.filter.dataIds().front();
     const auto doubtful = _doubtful.find(folderId);
     const bool decides = load.kind == LoadKind::Listing && load.filter.getQuery().empty();
     if (!decides || doubtful == _doubtful.end() || !isComplete(load.directory)) {

@@ -112,21 +112,31 @@ void Client::Engine::lose(unsigned long id) {
 }
 
 // Takes an entry without actions under way out of the cache.
-void Client::Engine::drop(unsigned long id) {
+void Client::Engine::drop(unsigned long id) noexcept {
     const std::shared_ptr<Item> item = _cache.getItemInternal(id);
     if (!item) {
         return;
     }
-    // Remembered and forgotten, so that what left before comes back beside its neighbours.
-    _listings.remember(item->parentId(), id);
-    _listings.leave(item->parentId(), id);
-    _listings.close(id);
+    const unsigned long folderId = item->parentId();
+    try {
+        // Remembered and forgotten, so that what left before comes back beside its neighbours.
+        _listings.remember(folderId, id);
+    } catch (...) {
+        // Without memory, it comes back elsewhere.
+    }
+    _listings.leave(folderId, id);
     _listings.forget(id);
     _doubtful.erase(id);
-    _cache.removeItem(item->parentId(), id);
-    // Folders may contain each other, for a while: this one is no longer in any.
-    if (_cache.castContainer(item)) {
+    _cache.removeItem(folderId, id);
+    if (!_cache.castContainer(item)) {
+        return;
+    }
+    try {
+        _listings.close(id);
+        // Folders may contain each other, for a while: this one is no longer in any.
         loseWhatIsIn(id);
+    } catch (...) {
+        // It goes with the folder's listing, if that is ever loaded again.
     }
 }
 
@@ -148,9 +158,13 @@ bool Client::Engine::isFolderHeld(unsigned long id) {
     return _cache.castContainer(_cache.getItemInternal(id)) != nullptr;
 }
 
-void Client::Engine::invalidate(unsigned long folderId, const QueryResult* except) {
-    if (_listings.invalidate(folderId, except)) {
-        events.push(ListingInvalidated{folderId});
+void Client::Engine::invalidate(unsigned long folderId, const QueryResult* except) noexcept {
+    try {
+        if (_listings.invalidate(folderId, except)) {
+            events.push(ListingInvalidated{folderId});
+        }
+    } catch (...) {
+        // Without memory it is not told.
     }
 }
 
@@ -164,23 +178,32 @@ Client::Engine::Before Client::Engine::before(const std::vector<unsigned long>& 
     return before;
 }
 
-void Client::Engine::tell(const Before& before, bool ofArrivals) {
-    for (auto [id, was] : before) {
-        // Ids may have become known meanwhile, which was told.
-        id = current(id);
-        if (was) {
-            was->folderId = current(was->folderId);
+// Without memory an event is not told.
+void Client::Engine::tell(const Before& before, bool ofArrivals) noexcept {
+    for (const auto& [id, was] : before) {
+        try {
+            tellOf(id, was, ofArrivals);
+        } catch (...) {
         }
-        const Values now = valuesOf(id);
-        const bool isAnother = was && now && was->isFolder != now->isFolder;
-        if (was && (!now || isAnother)) {
-            events.push(EntryRemoved{id, *was});
-        }
-        if (now && ((!was && ofArrivals) || isAnother)) {
-            events.push(EntryAdded{id, *now});
-        } else if (was && now && *was != *now) {
-            events.push(EntryChanged{id, *was, *now});
-        }
+    }
+}
+
+void Client::Engine::tellOf(unsigned long id, const Values& was, bool ofArrivals) {
+    // Ids may have become known meanwhile, which was told.
+    id = current(id);
+    Values before = was;
+    if (before) {
+        before->folderId = current(before->folderId);
+    }
+    const Values now = valuesOf(id);
+    const bool isAnother = before && now && before->isFolder != now->isFolder;
+    if (before && (!now || isAnother)) {
+        events.push(EntryRemoved{id, *before});
+    }
+    if (now && ((!before && ofArrivals) || isAnother)) {
+        events.push(EntryAdded{id, *now});
+    } else if (before && now && *before != *now) {
+        events.push(EntryChanged{id, *before, *now});
     }
 }
 

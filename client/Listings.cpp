@@ -147,7 +147,7 @@ void Listings::putBack(const std::shared_ptr<Item>& entry, const Spot& spot) {
     listing.restoreItem(entry, *spot.position - before);
 }
 
-void Listings::leave(unsigned long folderId, unsigned long id) {
+void Listings::leave(unsigned long folderId, unsigned long id) noexcept {
     eachOf(folderId, [&](QueryResultInternal& listing) { listing.removeItem(id); });
 }
 
@@ -189,7 +189,7 @@ void Listings::refit(const std::shared_ptr<Item>& entry) noexcept {
     });
 }
 
-bool Listings::invalidate(unsigned long folderId, const QueryResult* except) {
+bool Listings::invalidate(unsigned long folderId, const QueryResult* except) noexcept {
     bool any = false;
     for (const auto* listings : {&_cache.directories(), &_cache.keyValueDirectories()}) {
         for (const std::shared_ptr<QueryResult>& listing : *listings) {

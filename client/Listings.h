@@ -30,7 +30,7 @@ class Listings {
     /// Forgets what was remembered of an entry.
     void forget(unsigned long id);
     /// Takes an entry out of every listing of a folder.
-    void leave(unsigned long folderId, unsigned long id);
+    void leave(unsigned long folderId, unsigned long id) noexcept;
     /// Puts an entry into every listing of its folder that it belongs to: to where it is remembered
     /// to have stood, or to the end. In a folder where it is remembered it comes into no other
     /// listing than those it stood in.
@@ -40,7 +40,7 @@ class Listings {
     void refit(const std::shared_ptr<Item>& entry) noexcept;
     /// Every page of every listing of the folder and of its tags, but for `except`, is to be loaded
     /// before it is shown again. Returns whether there was any such listing.
-    bool invalidate(unsigned long folderId, const QueryResult* except = nullptr);
+    bool invalidate(unsigned long folderId, const QueryResult* except = nullptr) noexcept;
     /// Opens the listings of a folder anew, under the id that the service has given it, with all
     /// their entries; the old ones are left behind empty.
     void rekey(unsigned long localId, unsigned long serverId);

@@ -62,10 +62,11 @@ class ActingTest : public ::testing::Test {
     Client& client() {
         if (!_client) {
             _client = std::make_unique<Client>(std::move(_owned));
-            _client->subscribe([this](const Event& event) { events.push_back(event); });
+            _client->subscribe([this](const Event& event) { hear(event); });
         }
         return *_client;
     }
+    virtual void hear(const Event& event) { events.push_back(event); }
     /// The service goes with it.
     void closeClient() {
         if (_client) {

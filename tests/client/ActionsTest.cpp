@@ -121,6 +121,15 @@ TEST_F(ActionsTest, CreationWithoutAnIdFromTheServiceFails) {
     EXPECT_THAT(held(Root), ElementsAre("music", "texts", "a", "b"));
 }
 
+TEST_F(ActionsTest, FolderWhereSomethingWasMadeWithoutAnIdIsLoadedAgain) {
+    fillRoot();
+    service.addDocument(0, Root, "made");
+    service.createAs(0);
+    expectFailed(client().createDocument(Root, "new"), Nimra::Reason::Internal);
+    EXPECT_EQ(list(Root).source, AnswerSource::Load);
+    EXPECT_THAT(told<ListingInvalidated>(), ::testing::SizeIs(1));
+}
+
 // --- Renaming ------------------------------------------------------------------------------
 
 TEST_F(ActionsTest, RenamedDocumentShowsItsNewNameAtOnce) {

@@ -43,11 +43,21 @@ auto Client::call(Use use) {
     };
     if constexpr (std::is_void_v<decltype(use())>) {
         serialised();
-        _engine->events.deliver();
+        tell();
     } else {
         auto result = serialised();
-        _engine->events.deliver();
+        tell();
         return result;
+    }
+}
+
+// What is left when a listener throws is told by the next call: there is to be one.
+void Client::tell() {
+    try {
+        _engine->events.deliver();
+    } catch (...) {
+        _engine->wake();
+        throw;
     }
 }
 

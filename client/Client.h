@@ -177,6 +177,7 @@ class Client {
 
     template <class Use>
     auto call(Use use);
+    void tell();
     template <class IsDone>
     bool waitUntil(std::chrono::milliseconds limit, IsDone isDone);
 

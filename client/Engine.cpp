@@ -142,22 +142,21 @@ Client::Engine::State Client::Engine::list(unsigned long folderId, const ListOpt
         answerLocally(state, filter);
         return state;
     }
+    Directory directory = _cache.getDirectory(filter);
+    noteWhole(filter, directory);
     if (!online()) {
-        answerOffline(state, _cache.getDirectory(filter), filter);
+        answerOffline(state, directory, filter);
         return state;
     }
     if (!fresh && join(state, filter)) {
         return state;
     }
-    Directory directory = fresh ? _cache.getDirectory(filter) : nullptr;
-    if (directory) {
+    if (fresh && directory) {
         reload(state, LoadKind::Listing, filter, directory);
         return state;
     }
     const unsigned long operationId = _cache.get(filter, directory, this);
-    if (isWhole(filter)) {
-        _listings.setWhole(folderId, directory);
-    }
+    noteWhole(filter, directory);
     if (operationId != 0) {
         await(state, LoadKind::Listing, filter, directory, operationId);
     } else if (isCurrent(directory, filter)) {
@@ -215,15 +214,17 @@ unsigned long Client::Engine::merge() {
     try {
         const unsigned long answers = _worker.collect();
         if (answers != 0) {
-            ::eventfd_write(_merged.get(), 1);
+            wake();
         }
         release();
         return answers;
     } catch (...) {
-        ::eventfd_write(_merged.get(), 1);
+        wake();
         throw;
     }
 }
+
+void Client::Engine::wake() noexcept { ::eventfd_write(_merged.get(), 1); }
 
 unsigned long Client::Engine::collect() {
     const unsigned long answers = _worker.collect();
@@ -242,7 +243,13 @@ Client::Engine::State Client::Engine::ask() {
 bool Client::Engine::isFolder(unsigned long id) { return !isHidden(id) && isFolderHeld(id); }
 
 bool Client::Engine::isWhole(const FilterInternal& filter) const {
-    return filter.sameListing(filterFor(filter.getDataId().front(), {}));
+    return filter.sameListing(filterFor(filter.dataIds().front(), {}));
+}
+
+void Client::Engine::noteWhole(const FilterInternal& filter, const Directory& directory) {
+    if (directory && isWhole(filter)) {
+        _listings.setWhole(filter.dataIds().front(), directory);
+    }
 }
 
 FilterInternal Client::Engine::filterFor(unsigned long folderId) const {
@@ -268,12 +275,10 @@ FilterInternal Client::Engine::filterFor(unsigned long folderId, const ListOptio
 
 // Whatever is in a folder that the service does not know was made here, or moved there.
 void Client::Engine::answerLocally(const State& state, const FilterInternal& filter) {
-    const unsigned long folderId = filter.getDataId().front();
+    const unsigned long folderId = filter.dataIds().front();
     const bool isNew = !_cache.getDirectory(filter);
     const Directory directory = _listings.open(filter);
-    if (isWhole(filter)) {
-        _listings.setWhole(folderId, directory);
-    }
+    noteWhole(filter, directory);
     if (isNew) {
         hideRemoved(folderId);
     }

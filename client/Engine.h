@@ -47,6 +47,8 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     unsigned long merge();
     /// The same, for whoever is told by `fd()`, which is not readable afterwards.
     unsigned long collect();
+    /// Makes `fd()` readable.
+    void wake() noexcept;
     int fd() const { return _readable.get(); }
 
     /// Takes the content, unless it refuses.
@@ -115,6 +117,9 @@ class Client::Engine : private Nimra::ItemEventProtocol {
         std::optional<Nimra::DocumentSession> session;
     };
 
+    // Folders whose listings, but the one that is being merged, are no longer right.
+    using Outdated = std::set<unsigned long>;
+
     // What was shown of entries before something happened to them.
     using Before = std::vector<std::pair<unsigned long, Values>>;
 
@@ -147,6 +152,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     FilterInternal filterFor(unsigned long folderId) const;
     FilterInternal filterFor(unsigned long folderId, const ListOptions& options) const;
     bool isWhole(const FilterInternal& filter) const;
+    void noteWhole(const FilterInternal& filter, const Directory& directory);
     void answerLocally(const State& state, const FilterInternal& filter);
     void hideRemoved(unsigned long folderId);
     void answerOffline(const State& state, const Directory& directory,
@@ -190,19 +196,23 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     bool update(Record& record, unsigned long folderId);
     void keepArrivals(const Load& load);
 
-    void mergePage(const Load& load, Nimra::Page& page);
-    void mergeEntries(const Load& load, Nimra::Page& page);
+    void mergePage(const Load& load, Nimra::Page& page, Outdated& outdated);
+    void mergeEntries(const Load& load, Nimra::Page& page, Outdated& outdated);
     void addToCache(const Load& load, Nimra::Page& page);
     template <class Record>
-    void receive(Record& record, const Directory& directory);
+    void receive(Record& record, Outdated& outdated);
     void setArrivalsAside(const Load& load);
     void keepEdits(const Load& load, const std::vector<unsigned long>& delivered);
     static std::vector<std::shared_ptr<Item>> standing(const Load& load, unsigned long total);
-    void doubtDelivered(const Load& load, const std::vector<unsigned long>& delivered);
+    bool doubtDelivered(const Load& load, const std::vector<unsigned long>& delivered);
+    static std::optional<unsigned long> heldOutside(const Load& load, unsigned long total);
+    void tellUnexplained(const Load& load, Outdated& outdated);
+    static bool stillHeld(const Load& load, std::optional<unsigned long> id);
     void doubtVanished(const Load& load, const std::vector<std::shared_ptr<Item>>& stood);
     void doubt(unsigned long folderId, unsigned long id);
     void dropVanished(const Load& load);
-    void forgetFound(unsigned long folderId);
+    void believe(unsigned long folderId, unsigned long id) noexcept;
+    void forgetFound(unsigned long folderId, unsigned long id = 0) noexcept;
     void refreshFolder(const Nimra::Folder& folder);
     void refreshTags(const std::vector<Nimra::Tag>& tags);
     static void refreshObject(ObjectInternal& object, const Nimra::Document& record);
@@ -268,6 +278,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     Values valuesOf(unsigned long id);
     void show(unsigned long id, const Shown& was, const Shown& now);
     void showFolder(const std::shared_ptr<Item>& item, bool wasShown, unsigned long folderId);
+    void leave(const Item& item, unsigned long folderId);
     void lose(unsigned long id);
     void drop(unsigned long id) noexcept;
     void loseWhatIsIn(unsigned long folderId);

@@ -335,6 +335,7 @@ Action Client::Engine::move(const Target& target, const Target& folder) {
             const unsigned long userId =
                 Nimra::isLocalId(newFolderId) ? 0 : userFor({id, oldFolderId, newFolderId});
             _listings.remember(oldFolderId, id);
+            believe(oldFolderId, id);
             return _cache.moveObject(userId, oldFolderId, id, newFolderId, item->name(), this);
         });
     });
@@ -575,6 +576,7 @@ void Client::Engine::giveServerId(unsigned long localId, unsigned long serverId)
         _cache.updateItemParentIds(localId, serverId);
     }
     _edits.rekey(localId, serverId);
+    _doubtful.erase(localId);
     // The other one takes over what was done to it meanwhile, and its places.
     if (isKnown) {
         show(serverId, was, _edits.shown(serverId));

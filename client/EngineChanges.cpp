@@ -38,7 +38,8 @@ void Client::Engine::changeElsewhere(Record record) {
     doubtPages(folderId);
     const Before before = this->before({record.id});
     const Values stood = valuesOf(record.id);
-    receive(record, nullptr);
+    Outdated outdated{folderId};
+    receive(record, outdated);
     const bool stands = stood && _cache.getItemInternal(record.id);
     const std::shared_ptr<Item> item = bringIn(record);
     if (stands && stood->folderId == item->parentId()) {
@@ -48,7 +49,9 @@ void Client::Engine::changeElsewhere(Record record) {
     }
     doubtLookUps(*item);
     doubt(folderId, record.id);
-    invalidate(folderId);
+    for (const unsigned long id : outdated) {
+        invalidate(id);
+    }
     tell(before);
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
+#include <set>
 #include <type_traits>
 
 #include "client/Engine.h"
@@ -148,9 +150,13 @@ void Client::Engine::receivePage(const Load& load, Nimra::Page& page) {
         concludeEach(load, [&](const State& state) { walk(state); });
         return;
     }
-    mergePage(load, page);
+    Outdated outdated;
+    mergePage(load, page, outdated);
     if (load.doubted) {
-        invalidate(folderId);
+        outdated.insert(folderId);
+    }
+    for (const unsigned long id : outdated) {
+        invalidate(id, load.doubted ? nullptr : load.directory.get());
     }
     concludeEach(load, [&](const State& state) {
         if (load.kind == LoadKind::LookUp) {
@@ -244,16 +250,16 @@ void Client::Engine::keepArrivals(const Load& load) {
 
 // --- Merging -------------------------------------------------------------------------------
 
-void Client::Engine::mergePage(const Load& load, Nimra::Page& page) {
+void Client::Engine::mergePage(const Load& load, Nimra::Page& page, Outdated& outdated) {
     if (load.kind == LoadKind::Tags) {
         refreshTags(page.tags);
         _cache.addKeyValues(load.filter, load.directory, std::move(page.tags), page.totalCount);
     } else {
-        mergeEntries(load, page);
+        mergeEntries(load, page, outdated);
     }
 }
 
-void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
+void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page, Outdated& outdated) {
     if (load.doubted) {
         keepNews(load, page);
     }
@@ -263,12 +269,13 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
     const Before before = this->before(delivered);
     const std::vector<std::shared_ptr<Item>> stood = standing(load, page.totalCount);
     for (Nimra::Folder& folder : page.folders) {
-        receive(folder, load.directory);
+        receive(folder, outdated);
         refreshFolder(folder);
     }
     for (Nimra::Document& document : page.documents) {
-        receive(document, load.directory);
+        receive(document, outdated);
     }
+    const std::optional<unsigned long> heldElsewhere = heldOutside(load, page.totalCount);
     setArrivalsAside(load);
     addToCache(load, page);
     keepEdits(load, delivered);
@@ -280,7 +287,12 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page) {
         forgetFound(load.filter.dataIds().front());
     }
     tell(before, wasLoaded);
-    doubtDelivered(load, delivered);
+    if (doubtDelivered(load, delivered)) {
+        outdated.insert(load.filter.dataIds().front());
+    }
+    if (!load.doubted && !stillHeld(load, heldElsewhere)) {
+        tellUnexplained(load, outdated);
+    }
     doubtVanished(load, stood);
     if (!load.doubted) {
         dropVanished(load);
@@ -301,7 +313,7 @@ void Client::Engine::addToCache(const Load& load, Nimra::Page& page) {
 // What the service says of an entry, before it is merged: actions under way are applied to it, and
 // listings that it does not come with are told what is new about it.
 template <class Record>
-void Client::Engine::receive(Record& record, const Directory& directory) {
+void Client::Engine::receive(Record& record, Outdated& outdated) {
     if (_edits.has(record.id)) {
         _edits.served(record.id, stateOf(record));
         if (const Shown shown = _edits.shown(record.id)) {
@@ -318,18 +330,15 @@ void Client::Engine::receive(Record& record, const Directory& directory) {
         return;
     }
     if (known->parentId() != record.parentId) {
-        const unsigned long left = known->parentId();
-        _listings.leave(left, record.id);
-        invalidate(left, directory.get());
-        invalidate(record.parentId, directory.get());
-        _cache.onRemoteObjectMoved(record.parentId, record.id);
+        outdated.insert({known->parentId(), record.parentId});
+        leave(*known, record.parentId);
     } else if (known->name() != record.name) {
-        invalidate(record.parentId, directory.get());
+        outdated.insert(record.parentId);
     }
 }
 
-template void Client::Engine::receive(Nimra::Document&, const Directory&);
-template void Client::Engine::receive(Nimra::Folder&, const Directory&);
+template void Client::Engine::receive(Nimra::Document&, Outdated&);
+template void Client::Engine::receive(Nimra::Folder&, Outdated&);
 
 // The total that comes with a page does not count what is only on its way into the folder, whatever
 // the listing makes of an entry with a server id.
@@ -383,18 +392,49 @@ std::vector<std::shared_ptr<Item>> Client::Engine::standing(const Load& load, un
 }
 
 // What comes by another way than with the folder's whole listing may leave without a trace there.
-void Client::Engine::doubtDelivered(const Load& load, const std::vector<unsigned long>& delivered) {
+// Returns whether one that is known from end to end lacks something.
+bool Client::Engine::doubtDelivered(const Load& load, const std::vector<unsigned long>& delivered) {
     const unsigned long folderId = load.filter.dataIds().front();
     const Directory whole = _listings.whole(folderId);
+    bool lacks = false;
     for (const unsigned long id : delivered) {
-        if (whole && whole->contains(id)) {
-            continue;
-        }
-        doubt(folderId, id);
-        if (whole && whole != load.directory && !_edits.has(id) && isComplete(whole)) {
-            invalidate(folderId, load.directory.get());
+        if (!whole || !whole->contains(id)) {
+            doubt(folderId, id);
+            lacks = lacks || !_edits.has(id);
         }
     }
+    return lacks && whole && whole != load.directory && isComplete(whole);
+}
+
+// A total that nothing here explains makes every other page doubtful. One entry that is on such a
+// page, to tell by.
+std::optional<unsigned long> Client::Engine::heldOutside(const Load& load, unsigned long total) {
+    const QueryResultInternal& listing = internalOf(load);
+    if (load.kind == LoadKind::LookUp || total == listing.totalCount()) {
+        return std::nullopt;
+    }
+    const unsigned long begin = load.filter.getOffset();
+    const unsigned long end = begin + load.filter.getCount();
+    for (const std::shared_ptr<Item>& item : listing.items()) {
+        const auto position = listing.heldPositionOf(item->id());
+        if (position && (*position < begin || *position >= end)) {
+            return item->id();
+        }
+    }
+    return std::nullopt;
+}
+
+// Also where there is no other listing, and once.
+void Client::Engine::tellUnexplained(const Load& load, Outdated& outdated) {
+    const unsigned long folderId = load.filter.dataIds().front();
+    _listings.invalidate(folderId, load.directory.get());
+    outdated.erase(folderId);
+    events.push(ListingInvalidated{folderId});
+}
+
+bool Client::Engine::stillHeld(const Load& load, std::optional<unsigned long> id) {
+    const QueryResultInternal& listing = internalOf(load);
+    return !id || listing.heldPositionOf(*id) || !listing.contains(*id);
 }
 
 void Client::Engine::doubtVanished(const Load& load,
@@ -436,10 +476,19 @@ void Client::Engine::dropVanished(const Load& load) {
     }
 }
 
-void Client::Engine::forgetFound(unsigned long folderId) {
+void Client::Engine::believe(unsigned long folderId, unsigned long id) noexcept {
+    const auto doubtful = _doubtful.find(folderId);
+    if (doubtful != _doubtful.end() && doubtful->second.erase(id) != 0 &&
+        doubtful->second.empty()) {
+        _doubtful.erase(doubtful);
+    }
+}
+
+// Of one entry of a folder, or of all.
+void Client::Engine::forgetFound(unsigned long folderId, unsigned long id) noexcept {
     auto found = _found.lower_bound({folderId, {}});
     while (found != _found.end() && found->first.first == folderId) {
-        found = _found.erase(found);
+        found = id == 0 || found->second == id ? _found.erase(found) : std::next(found);
     }
 }
 

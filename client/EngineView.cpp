@@ -88,12 +88,19 @@ void Client::Engine::showFolder(const std::shared_ptr<Item>& item, bool wasShown
                                 unsigned long folderId) {
     const unsigned long left = item->parentId();
     if (left != folderId) {
-        _listings.leave(left, item->id());
-        _cache.onRemoteObjectMoved(folderId, item->id());
+        leave(*item, folderId);
     }
     if (!wasShown || left != folderId) {
         _listings.enter(item);
     }
+}
+
+// Takes an entry out of its folder's listings, and into another folder.
+void Client::Engine::leave(const Item& item, unsigned long folderId) {
+    const unsigned long id = item.id();
+    _listings.leave(item.parentId(), id);
+    believe(item.parentId(), id);
+    _cache.onRemoteObjectMoved(folderId, id);
 }
 
 // The service has an entry no longer. Actions on it that are under way will fail, and say so; until
@@ -126,11 +133,14 @@ void Client::Engine::drop(unsigned long id) noexcept {
     }
     _listings.leave(folderId, id);
     _listings.forget(id);
-    _doubtful.erase(id);
+    believe(folderId, id);
+    forgetFound(folderId, id);
     _cache.removeItem(folderId, id);
     if (!_cache.castContainer(item)) {
         return;
     }
+    _doubtful.erase(id);
+    forgetFound(id);
     try {
         _listings.close(id);
         // Folders may contain each other, for a while: this one is no longer in any.

@@ -233,13 +233,13 @@ void Listings::rekey(unsigned long localId, unsigned long serverId) {
 }
 
 void Listings::close(unsigned long folderId) {
+    invalidate(folderId);
+    _whole.erase(folderId);
     eachOf(folderId, [](QueryResultInternal& listing) {
         for (const std::shared_ptr<Item>& entry : listing.items()) {
             listing.removeItem(entry->id());
         }
-        listing.invalidate();
     });
-    _whole.erase(folderId);
 }
 
 }  // namespace Ormek

@@ -44,7 +44,8 @@ class Listings {
     /// Opens the listings of a folder anew, under the id that the service has given it, with all
     /// their entries; the old ones are left behind empty.
     void rekey(unsigned long localId, unsigned long serverId);
-    /// Empties the listings of a folder that is gone.
+    /// Empties the listings of a folder that is gone; should it come back, they and its tags are
+    /// loaded before they are shown again.
     void close(unsigned long folderId);
 
   private:

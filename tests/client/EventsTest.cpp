@@ -258,7 +258,7 @@ TEST_F(EventsTest, FirstDeliveryTellsWhatIsNewAboutKnownEntries) {
     service.editDocument(20, [](Nimra::Document& document) { document.name = "aa"; });
     service.addDocument(30, Root, "c");
     list(Root, descending());
-    EXPECT_THAT(lines(), ElementsAre("invalidated 1", "changed 20: 1/a -> 1/aa"));
+    EXPECT_THAT(lines(), ElementsAre("changed 20: 1/a -> 1/aa", "invalidated 1"));
 }
 
 TEST_F(EventsTest, PageTellsNothingOfWhatActionsHide) {
@@ -455,6 +455,60 @@ TEST_F(EventsTest, FrontEndThatOnlyListensHasThePictureInTheEnd) {
     settle();
     EXPECT_EQ(shown, (std::map<unsigned long, std::string>{
                          {10, "music"}, {20, "a"}, {21, "b"}, {1000, "new"}, {1001, "x"}}));
+}
+
+TEST_F(EventsTest, TotalThatNothingHereExplainsIsTold) {
+    addDocuments(20, {"a", "b", "c", "d", "e", "f"});
+    for (const std::uint32_t offset : {0U, 2U, 4U}) {
+        list(Root, page(offset, 2));
+    }
+    EXPECT_THAT(told<ListingInvalidated>(), IsEmpty());
+    addDocuments(30, {"g", "h", "i"});
+    list(Root, reloaded(page(0, 2)));
+    ASSERT_THAT(told<ListingInvalidated>(), SizeIs(1));
+    EXPECT_EQ(lastTold<ListingInvalidated>().folderId, Root);
+    EXPECT_EQ(list(Root, page(4, 2)).source, AnswerSource::Load);
+    EXPECT_THAT(told<ListingInvalidated>(), SizeIs(1));
+}
+
+TEST_F(EventsTest, PageTellsOnceThatOtherListingsAreOutdated) {
+    service.addFolder(10, Root, "folder");
+    addDocuments(20, {"a", "b", "c", "d"});
+    list(Root);
+    list(Root, descending());
+    list(10);
+    for (const unsigned long id : {20UL, 21UL}) {
+        service.editDocument(id, [](Nimra::Document& document) { document.name += "z"; });
+    }
+    for (const unsigned long id : {22UL, 23UL}) {
+        service.editDocument(id, [](Nimra::Document& document) { document.parentId = 10; });
+    }
+    list(10, reloaded());
+    ASSERT_THAT(told<ListingInvalidated>(), SizeIs(1));
+    EXPECT_EQ(lastTold<ListingInvalidated>().folderId, Root);
+    list(Root, reloaded());
+    EXPECT_THAT(told<ListingInvalidated>(), SizeIs(2));
+}
+
+TEST_F(EventsTest, DescriptorIsReadableWhileAThrowingSubscriberHasLeftEventsUntold) {
+    addDocuments(20, {"a"});
+    list(Root);
+    client().collect();
+    bool throws = true;
+    client().subscribe([&](const Event&) {
+        if (std::exchange(throws, false)) {
+            throw std::runtime_error("no");
+        }
+    });
+    int heard = 0;
+    client().subscribe([&](const Event&) { ++heard; });
+    EXPECT_THROW(client().onRemoteDoubt(Root), std::runtime_error);
+    EXPECT_EQ(heard, 0);
+    awaitAnswer();
+    client().collect();
+    EXPECT_EQ(heard, 1);
+    pollfd ready{client().fd(), POLLIN, 0};
+    EXPECT_EQ(::poll(&ready, 1, 0), 0);
 }
 
 }  // namespace

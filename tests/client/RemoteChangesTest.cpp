@@ -328,6 +328,33 @@ TEST_F(RemoteChangesTest, FolderThatContainsItselfCanBeRemoved) {
     EXPECT_FALSE(client().item(31));
 }
 
+TEST_F(RemoteChangesTest, TagsAndPathsInAFolderThatWentAndCameBackAreAskedForAgain) {
+    fillRoot();
+    service.addTag(50, 10, "artist", "x");
+    client().wait(client().tags(10), Patience);
+    find("music/song");
+    removeElsewhere(10);
+    for (const unsigned long id : {30UL, 31UL, 12UL, 50UL}) {
+        service.drop(id);
+    }
+    service.addFolder(10, Root, "music");
+    client().onRemoteChange(Folder(10, Root, 1, "music"));
+    const Answer tags = client().wait(client().tags(10), Patience);
+    EXPECT_EQ(tags.source, AnswerSource::Load);
+    EXPECT_THAT(tags.entries, IsEmpty());
+    EXPECT_EQ(find("music/song").error->reason(), Reason::NotFound);
+}
+
+TEST_F(RemoteChangesTest, NamesInAFolderThatCameBackAreFoundInItsListing) {
+    fillRoot();
+    client().onRemoteRemoval(10);
+    client().onRemoteChange(Folder(10, Root, 1, "music"));
+    list(10, reloaded());
+    service.forgetLog();
+    EXPECT_EQ(find("music/song").source, AnswerSource::Memory);
+    EXPECT_THAT(service.log(), IsEmpty());
+}
+
 // --- Another kind under the same id ------------------------------------------------------------
 
 TEST_F(RemoteChangesTest, FolderThatIsADocumentNowIsShownAsOne) {

@@ -72,6 +72,7 @@ std::unique_ptr<Nimra::StorageService> DiskWorld::service() {
 Tree DiskWorld::tree() const { return treeOf(_folder.path()); }
 
 std::string DiskWorld::change(std::uint32_t what, std::uint32_t where, std::uint32_t how) {
+    silent = true;
     const std::vector<Path> all = everything();
     const std::vector<Path> parents = folders();
     const std::string& name = usableNames()[how % usableNames().size()];

@@ -31,6 +31,7 @@ std::string MemoryWorld::change(std::uint32_t what, std::uint32_t where, std::ui
     try {
         const std::size_t before = feed.size();
         tryChange(what % 7, where, how, reported);
+        silent = silent || !reported;
         if (feed.size() > before && what % 5 == 0) {
             feed.push_back(feed.back());
         }

@@ -56,6 +56,9 @@ void Session::settle(const Step& step) {
     settleDown();
     const Tree tree = _world->tree();
     const unsigned long rootId = _client->rootId();
+    if (!_world->silent) {
+        compareAsHeld(rootId, tree, step);
+    }
     refresh(rootId, step);
     Compared compared;
     compared.ids.insert(rootId);
@@ -106,6 +109,42 @@ Answer Session::answerTo(const Query& query) {
     const Answer answer = _client->wait(query, Patience);
     drain();
     return answer;
+}
+
+// Where the feed has told of everything, no reload is needed: whatever is current is right.
+void Session::compareAsHeld(unsigned long folderId, const Tree& tree, const Step& step) {
+    Page page{folderId, options(step)};
+    page.options.freshness = Freshness::Cached;
+    compareAnswer(page, answerTo(_client->list(folderId, page.options)), tree);
+    Page whole{folderId, {}};
+    const Answer answer = answerTo(_client->list(folderId, whole.options));
+    if (!compareAnswer(whole, answer, tree)) {
+        return;
+    }
+    for (const auto& entry : answer.entries) {
+        if (std::dynamic_pointer_cast<Container>(entry)) {
+            compareAsHeld(entry->id(), tree.entries.at(entry->name()), step);
+        }
+    }
+}
+
+// False when it has failed, as was planned.
+bool Session::compareAnswer(const Page& page, const Answer& answer, const Tree& tree) {
+    if (answer.state != AnswerState::Answered) {
+        return false;
+    }
+    std::vector<std::string> expected = expectedNames(tree, page.options);
+    const std::size_t begin = std::min<std::size_t>(page.options.offset, expected.size());
+    const std::size_t count = std::min<std::size_t>(page.options.count, expected.size() - begin);
+    const auto first = expected.begin() + static_cast<std::ptrdiff_t>(begin);
+    expected = {first, first + static_cast<std::ptrdiff_t>(count)};
+    std::vector<std::string> names;
+    for (const auto& entry : answer.entries) {
+        names.push_back(entry->name());
+    }
+    expect(names == expected, "without a reload, listed in " + std::to_string(page.folderId) +
+                                  " are " + textOf(names) + ", but there are " + textOf(expected));
+    return true;
 }
 
 // Whatever was planned to fail fails now.

@@ -47,6 +47,8 @@ class World {
 
     /// What the feed has not told yet.
     std::deque<Report> feed;
+    /// Something has changed that the feed never tells.
+    bool silent = false;
 };
 
 /// Names that collide, and that have broken something somewhere.

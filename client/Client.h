@@ -42,6 +42,11 @@ namespace Ormek {
 /// calls are serialised and must not call the client; nor must content that was handed to it, or
 /// that it has opened, when it is destroyed.
 ///
+/// Memory. When it runs out, a call throws std::bad_alloc; what it was asked for was not done then,
+/// or, of a call that merges answers, goes on. What is under way comes to its outcome or answer in
+/// any case, as failed if need be; events may be missing, and what could not be put right is loaded
+/// again.
+///
 /// One client at a time can exist in a process, since the cache finds its operation handler by
 /// name; a second one is refused.
 ///
@@ -53,16 +58,19 @@ class Client {
     using Listener = EventQueue::Listener;
 
     /// Takes the service, asks it for its root folder and starts the worker. Throws
-    /// Nimra::ServiceError when the root cannot be had, std::logic_error when another client
-    /// exists, std::invalid_argument without a service or a clock. `userId` says whose listings
-    /// these are; `clock` is what answers are timed with.
+    /// Nimra::ServiceError when the root cannot be had or the system has no descriptor left,
+    /// std::system_error when it has no thread, std::logic_error when another client exists,
+    /// std::invalid_argument without a service or a clock, or for the user id 0. `userId` says
+    /// whose listings these are; `clock` is what answers are timed with.
     explicit Client(std::unique_ptr<Nimra::StorageService> service, unsigned long userId = 1,
                     Clock clock = std::chrono::steady_clock::now);
     Client(const Client&) = delete;
     Client& operator=(const Client&) = delete;
     /// Waits for the operation that is running; what is still queued or waiting fails as not
     /// reachable, and subscribers are told. Not to be called by one of them; what they ask for
-    /// meanwhile is refused, or answered as offline.
+    /// meanwhile is refused, or answered as offline, and so is what the running operation asks for.
+    /// All other calls must have ended before: a change feed is stopped first, unless it reports
+    /// from within the service's own calls. The service is destroyed with the client.
     ~Client();
 
     /// The id of the root folder.
@@ -73,14 +81,16 @@ class Client {
     /// One page of a folder, or of a search in it. A page that is held but no longer current is
     /// loaded again; one that is not held but being loaded already is waited for. Offline, a page
     /// that was ever loaded is answered as it is held, and any other one fails as not reachable,
-    /// with what is held of it.
+    /// with what is held of it. One whose load the service had not begun when it was switched
+    /// off stays pending until it is on again.
     Query list(unsigned long folderId, const ListOptions& options = {});
     /// One page of the tags of a folder's entries; `kind` plays no part.
     Query tags(unsigned long folderId, const ListOptions& options = {});
     /// The entry at a path, such as "a/b", from the root or from a folder. Empty parts and "."
     /// are skipped, ".." is the folder above, the root its own; an empty path is where it starts.
-    /// An entry that is not held is loaded by name, without loading the listing; absence is always
-    /// the service's word. `Freshness::Reload` loads the last part of the path.
+    /// An entry that is held is found even where its folder's listing is in doubt; one that is not
+    /// held is loaded by name, without loading the listing; absence is always the service's word.
+    /// `Freshness::Reload` loads the last part of the path.
     Query find(const std::string& path, Freshness freshness = Freshness::Cached);
     Query find(unsigned long folderId, const std::string& path,
                Freshness freshness = Freshness::Cached);
@@ -103,8 +113,8 @@ class Client {
     // move into the entry itself. Such an action has the operation id 0 and has failed already.
     // Everything else is for the service to judge. Names are bytes.
 
-    /// Makes a document. Its content is read once, on the worker's thread; without one it is
-    /// empty.
+    /// Makes a document. Its content is asked for its size by this call, and read once, on the
+    /// worker's thread; without one the document is empty.
     Action createDocument(const Target& folder, const std::string& name,
                           std::unique_ptr<Nimra::ContentSource> content = nullptr,
                           const Nimra::KeyValues& keyValues = {});
@@ -120,7 +130,9 @@ class Client {
     Action open(const Target& document);
     /// Opens a session on a document: `Outcome::session`.
     Action openSession(const Target& document);
-    /// Ends a session. Waits for nothing; a session that the service does not know does nothing.
+    /// Ends a session, by a call of the service on this thread, also while it is switched off. A
+    /// session that the service does not know does nothing; when it fails otherwise, throws
+    /// Nimra::ServiceError.
     void releaseSession(const Nimra::DocumentSession& session);
 
     /// The outcome as it stands.
@@ -136,13 +148,15 @@ class Client {
     /// False when the time was over first.
     bool waitUntilIdle(std::chrono::milliseconds limit);
 
-    /// Switches the service off, and on again. Off, nothing is sent: actions wait, in order.
+    /// Switches the service off, and on again. Off, nothing is sent: actions wait, in order, and so
+    /// do loads that were asked for before.
     void setOnline(bool online);
     bool online();
 
     // --- Changes made elsewhere, as a service's change feed reports them. ---------------------
-    // Actions under way are kept. What lies in folders that are not held is left out. A record
-    // without a server id throws std::invalid_argument, and so does the root's.
+    // Actions under way are kept, and pages that were asked for before take nothing back. What lies
+    // in folders that are not held is left out. A record without a server id throws
+    // std::invalid_argument, and so does the root's.
 
     /// The service has a document, or a folder, that is new, renamed, moved or changed otherwise.
     void onRemoteChange(const Nimra::Document& document);
@@ -157,16 +171,22 @@ class Client {
 
     /// Has a listener told of every later event, in order, on the thread of whichever call here
     /// brought it about or is telling others already; under no lock, so that it may call the
-    /// client. What it throws passes out of that call, and the others are told by the next one.
+    /// client. What it throws passes out of that call in the place of its result, be it the handle
+    /// of an action that is under way; the others are told by the next one, and `fd()` is readable
+    /// until then. An empty listener throws std::bad_function_call when there is something to tell.
     /// Returns an id, never 0.
     unsigned long subscribe(Listener listener);
+    /// No later event is told to it. Another thread may be telling it of one still.
     void unsubscribe(unsigned long subscription);
 
     // --- Looking ---------------------------------------------------------------------------
 
-    /// The entry of that id, or an empty pointer. It stays until the service has removed it.
+    /// The entry of that id, or an empty pointer. One that is being removed is still there; it goes
+    /// when the service has removed it, when it has moved to where nothing is held, or when a
+    /// listing that is known from end to end no longer has it.
     std::shared_ptr<Item> item(unsigned long id);
-    /// The path of an entry from the root, "/" for the root itself; empty for an unknown id.
+    /// The path of an entry from the root, "/" for the root itself; empty for an unknown id, and
+    /// where a folder above it is not held.
     std::string pathOf(unsigned long id);
     /// Calls `look` while no other thread can change an entry. It must not call the client.
     void read(const std::function<void()>& look);

@@ -1,6 +1,7 @@
 // Loads, and how the pages that they bring reach the cache.
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <set>

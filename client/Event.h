@@ -7,7 +7,9 @@
 
 namespace Ormek {
 
-/// An entry has come into a folder. The first delivery of a page tells of none of its entries.
+/// An entry has come into a folder. Neither the first delivery of a page nor a look-up tells of
+/// what it brings; where a listing of the folder that was known from end to end lacks it,
+/// `ListingInvalidated` is told.
 struct EntryAdded {
     unsigned long id = 0;
     EntryValues now;
@@ -27,8 +29,9 @@ struct EntryChanged {
 };
 
 /// An entry that was made here has got its id from the service. The client goes on taking the old
-/// one for it. Where the new id was told of before, since a page or a change made elsewhere came
-/// ahead of the answer, the two are one from now on.
+/// one for it, and the entries in a folder say the new one from now on, without a further word.
+/// Where the new id was told of before, since a page or a change made elsewhere came ahead of the
+/// answer, the two are one from now on.
 struct EntryIdChanged {
     unsigned long oldId = 0;
     unsigned long newId = 0;
@@ -48,7 +51,7 @@ struct ActionProgress {
 };
 
 /// What a subscriber of a `Client` is told. An `Outcome` comes once for each action, after the
-/// changes that it brought with it.
+/// changes that it brought with it; not for one that was refused at once.
 using Event = std::variant<EntryAdded, EntryRemoved, EntryChanged, EntryIdChanged,
                            ListingInvalidated, ActionProgress, Outcome>;
 

@@ -8,7 +8,7 @@ namespace Ormek {
 enum class ListKind { Everything, Folders, Documents };
 enum class ListOrder { Ascending, Descending };
 enum class Freshness {
-    Cached,  ///< From memory where the page is held and current.
+    Cached,  ///< From memory where the page is held and current, or the entry held.
     Reload,  ///< From the service, whatever is held, by a load of its own.
 };
 

@@ -32,7 +32,8 @@ struct Outcome {
     ActionState state = ActionState::Pending;
     ActionKind kind = ActionKind::Open;
     unsigned long operationId = 0;  ///< 0 for an action that was refused at once.
-    unsigned long entryId = 0;      ///< What it was done to, under the id it has now.
+    /// What it was done to, under the id it has now; 0 for an action that was refused at once.
+    unsigned long entryId = 0;
     /// What the entry says now, actions under way included; empty when it is gone: removed, or, of
     /// a creation that failed, never made.
     std::optional<EntryValues> entry;

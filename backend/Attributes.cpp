@@ -3,6 +3,7 @@
 #include <linux/limits.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <map>
@@ -29,6 +30,36 @@ ServiceError attributeError(int error, const std::string& what) {
     }
     return systemError(error, what);
 }
+
+/// Calls `visit` with each user attribute in a list of names as listxattr(2) gives it, until it
+/// returns false.
+template <class Visit>
+void visitUserAttributes(std::string_view list, Visit visit) {
+    while (!list.empty()) {
+        const std::string_view name = list.substr(0, list.find('\0'));
+        if (name.starts_with(UserNamespace) && !visit(name)) {
+            return;
+        }
+        list.remove_prefix(std::min(name.size() + 1, list.size()));
+    }
+}
+
+/// The names of an entry's attributes as listxattr(2) or llistxattr(2) gives them; they lie in
+/// `buffer`, which by xattr(7) is always large enough.
+struct AttributeNames {
+    AttributeNames(const std::string& path, decltype(&listxattr) call) {
+        const ssize_t size = call(path.c_str(), buffer.data(), buffer.size());
+        if (size >= 0) {
+            list = {buffer.data(), static_cast<std::size_t>(size)};
+        } else if (errno != ENOTSUP && errno != EACCES && errno != EPERM && errno != E2BIG) {
+            error = errno;
+        }
+    }
+
+    std::array<char, XATTR_LIST_MAX> buffer;
+    std::string_view list;
+    int error = 0;
+};
 
 /// An open entry by the name that proc(5) gives it: the calls that take a descriptor want one that
 /// is open for reading or writing.
@@ -119,6 +150,40 @@ Attributes attributesOf(const KeyValues& values) {
 }
 
 }  // namespace
+
+ReadAttributes readAttributes(const std::string& path, Links links) {
+    const auto list = links == Links::Followed ? listxattr : llistxattr;
+    const auto get = links == Links::Followed ? getxattr : lgetxattr;
+    const AttributeNames names(path, list);
+    ReadAttributes found{.error = names.error};
+    std::array<char, XATTR_SIZE_MAX> value;
+    visitUserAttributes(names.list, [&](std::string_view attribute) {
+        const ssize_t size =
+            get(path.c_str(), std::string(attribute).c_str(), value.data(), value.size());
+        if (size >= 0) {
+            const std::string key(attribute.substr(UserNamespace.size()));
+            found.values[key] = {std::string(value.data(), static_cast<std::size_t>(size)), false};
+            return true;
+        }
+        // Removed since it was listed, or not for us to read.
+        if (errno == ENODATA || errno == EACCES || errno == EPERM) {
+            return true;
+        }
+        found.error = errno;
+        return false;
+    });
+    return found;
+}
+
+std::pair<bool, int> lookForAttributes(const std::string& path) {
+    const AttributeNames names(path, llistxattr);
+    bool any = false;
+    visitUserAttributes(names.list, [&any](std::string_view) {
+        any = true;
+        return false;
+    });
+    return {any, names.error};
+}
 
 void replaceAttributes(int fd, const KeyValues& values, const std::string& text) {
     const Attributes wanted = attributesOf(values);

@@ -1,10 +1,26 @@
 #pragma once
 
 #include <string>
+#include <utility>
 
 #include "service/KeyValues.h"
 
 namespace Nimra {
+
+/// How the calls for extended attributes treat a path that is a symbolic link.
+enum class Links { Followed, NotFollowed };
+
+/// The key values that the extended attributes of an entry in the user. namespace of xattr(7) make,
+/// without "user."; those that may not be read are left out. `error` is 0 if they could be had: a
+/// file system without attributes is no failure, nor is an entry that shows none or has more than
+/// the system can tell.
+struct ReadAttributes {
+    KeyValues values = {};
+    int error = 0;
+};
+ReadAttributes readAttributes(const std::string& path, Links links);
+/// Whether there are any, and the error.
+std::pair<bool, int> lookForAttributes(const std::string& path);
 
 /// Makes the extended attributes that an open entry has in the user. namespace of xattr(7) those of
 /// the key values and no others; the flags have no counterpart. The descriptor may be one that was

@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <utility>
 
+#include "backend/Attributes.h"
 #include "backend/SystemError.h"
 #include "backend/Uninterrupted.h"
 
@@ -15,25 +17,26 @@ namespace Nimra {
 
 namespace {
 
-ServiceError notAFile(const std::string& text) {
-    return {Reason::Refused, text + " is not a regular file"};
-}
+std::string nameOf(const FileDescriptor& fd) { return "/proc/self/fd/" + std::to_string(fd.get()); }
 
-/// Opening a device can have an effect, so the kind is looked at first.
-void checkIsFile(const OpenFolder& folder, const std::string& name) {
+struct statx statusOf(const FileDescriptor& fd, const std::string& text) {
     struct statx status {};
-    if (const int error = folder.status(name.c_str(), status)) {
-        throw systemError(error, "cannot look at " + folder.text(name));
+    if (statx(fd.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &status) != 0) {
+        throw systemError(errno, "cannot look at " + text);
     }
-    if (!S_ISREG(status.stx_mode)) {
-        throw notAFile(folder.text(name));
-    }
+    return status;
 }
 
+/// Opening a device can have an effect and opening a pipe can wait for ever, so the entry is looked
+/// at before it is opened, and cannot be exchanged in between.
 FileDescriptor openForReading(const OpenFolder& folder, const std::string& name) {
-    checkIsFile(folder, name);
-    constexpr int Flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), name.c_str(), Flags); }));
+    const FileDescriptor entry = folder.pin(name);
+    if (!S_ISREG(statusOf(entry, folder.text(name)).stx_mode)) {
+        throw ServiceError(Reason::Refused, folder.text(name) + " is not a regular file");
+    }
+    constexpr int Flags = O_RDONLY | O_NOCTTY | O_CLOEXEC;
+    const std::string path = nameOf(entry);
+    FileDescriptor fd(uninterrupted([&] { return open(path.c_str(), Flags); }));
     if (!fd) {
         throw systemError(errno, "cannot open " + folder.text(name));
     }
@@ -43,22 +46,21 @@ FileDescriptor openForReading(const OpenFolder& folder, const std::string& name)
 }  // namespace
 
 FileStream::FileStream(const OpenFolder& folder, const std::string& name)
-    : _text(folder.text(name)), _fd(openForReading(folder, name)) {
-    // It may have been exchanged since it was looked at.
-    if (!S_ISREG(status().st_mode)) {
-        throw notAFile(_text);
-    }
+    : _text(folder.text(name)), _fd(openForReading(folder, name)) {}
+
+struct statx FileStream::status() const {
+    return statusOf(_fd, _text);
 }
 
-struct stat FileStream::status() const {
-    struct stat status {};
-    if (fstat(_fd.get(), &status) != 0) {
-        throw systemError(errno, "cannot look at " + _text);
+KeyValues FileStream::keyValues() const {
+    ReadAttributes found = readAttributes(nameOf(_fd), Links::Followed);
+    if (found.error != 0) {
+        throw systemError(found.error, "cannot read the attributes of " + _text);
     }
-    return status;
+    return std::move(found.values);
 }
 
-unsigned long FileStream::size() const { return static_cast<unsigned long>(status().st_size); }
+unsigned long FileStream::size() const { return status().stx_size; }
 
 std::size_t FileStream::read(unsigned long offset, char* buffer, std::size_t size) const {
     constexpr auto End = static_cast<unsigned long>(std::numeric_limits<off_t>::max());

@@ -33,7 +33,7 @@ FileDescriptor openRoot(const std::string& folder) {
         throw ServiceError(Reason::Refused, quotedName(folder) + " is not the path of a folder");
     }
     FileDescriptor root(
-        uninterrupted([&] { return ::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC); }));
+        uninterrupted([&] { return ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
     if (!root) {
         throw systemError(errno, "cannot open the folder " + quotedName(folder));
     }

@@ -80,14 +80,15 @@ class FolderService : public StorageService {
     /// Refused for the root and for a folder that is not empty. A symbolic link is removed itself.
     void remove(const Document& document) override;
     Document rename(const Document& document) override;
-    /// Only for regular files.
+    /// Only for regular files. Waits for nothing but a lease, see fcntl(2), to be given back.
     OpenedDocument openStreams(const Document& document) override;
     /// The key values become all the user attributes that the entry has. The length and the type
     /// stay what the content and the name make them. Refused where the file system keeps no
-    /// attributes.
+    /// attributes. There is no call that changes several at once: others may see some of the new
+    /// ones beside some of the old, and a process that is killed meanwhile leaves it so.
     Document saveMetaData(const Document& document) override;
-    /// For everything but folders. A session keeps other sessions away, not actions; it ends with
-    /// its document.
+    /// For everything but folders. A session keeps other sessions away, not actions; it ends when
+    /// the id of its document does.
     DocumentSession openSession(unsigned long folderId, unsigned long documentId,
                                 unsigned long userId) override;
     void releaseSession(const DocumentSession& session) override;
@@ -161,8 +162,8 @@ class FolderService : public StorageService {
     std::string _rootName;
     unsigned long _userId;
     Identity _identity;
-    NodeTable _nodes;
     SessionTable _sessions;
+    NodeTable _nodes{[this](unsigned long id) { _sessions.forget(id); }};
     std::list<Snapshot> _snapshots;  ///< The one used last in front.
     unsigned long _foldersRead = 0;
 };

@@ -69,6 +69,10 @@ void copy(ContentSource& content, FileWriter& file, const std::string& text,
     if (promised != 0 && done != promised) {
         refuseSize(text, done, promised);
     }
+    // Now it is known.
+    if (progress && promised == 0 && done != 0) {
+        progress(done, done);
+    }
 }
 
 /// Key values as they are read from the attributes that are made of them.
@@ -79,13 +83,9 @@ KeyValues withoutFlags(KeyValues values) {
     return values;
 }
 
-/// The entry, not followed and not opened in the sense of a device or a pipe.
+/// The entry, if it can have metadata.
 FileDescriptor pinned(const OpenFolder& folder, const std::string& name) {
-    constexpr int Flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
-    FileDescriptor fd(uninterrupted([&] { return openat(folder.fd(), name.c_str(), Flags); }));
-    if (!fd) {
-        throw systemError(errno, "cannot open " + folder.text(name));
-    }
+    FileDescriptor fd = folder.pin(name);
     struct stat status {};
     if (fstat(fd.get(), &status) != 0) {
         throw systemError(errno, "cannot look at " + folder.text(name));
@@ -225,7 +225,7 @@ Folder FolderService::makeFolder(const Folder& record) {
     }
     id.made();
     dropSnapshot(folderId);
-    makeDurable(folder.fd());
+    makeDurable(folder.fd(), _root.get());
     // It is made, whether more can be told about it or not.
     struct statx status {};
     if (folder.status(name.c_str(), status) == 0) {
@@ -274,9 +274,9 @@ Document FolderService::relocate(const Entry& entry, const OpenFolder& folder,
     dropSnapshot(entry.parentId);
     dropSnapshot(folderId);
     // The new place first: rather in both than in none.
-    makeDurable(folder.fd());
+    makeDurable(folder.fd(), _root.get());
     if (folderId != entry.parentId) {
-        makeDurable(entry.folder.fd());
+        makeDurable(entry.folder.fd(), _root.get());
     }
     return record;
 }
@@ -292,8 +292,7 @@ void FolderService::remove(const Document& document) {
     }
     _nodes.forget(entry.id);
     dropSnapshot(entry.parentId);
-    _sessions.forget(entry.id);
-    makeDurable(entry.folder.fd());
+    makeDurable(entry.folder.fd(), _root.get());
 }
 
 void FolderService::removeFolder(const Entry& entry) {
@@ -318,10 +317,12 @@ void FolderService::removeFolder(const Entry& entry) {
 // --- Content, metadata, sessions -----------------------------------------------------------
 
 OpenedDocument FolderService::openStreams(const Document& document) {
-    const Entry entry = entryOf(document.id);
+    Entry entry = entryOf(document.id);
     auto stream = std::make_shared<FileStream>(entry.folder, entry.name);
+    // Another file may have taken its place just now.
+    entry.status = stream->status();
     Document record = recordOf(entry, entry.parentId, entry.name);
-    record._keyValues = entry.keyValues();
+    record._keyValues = stream->keyValues();
     return {std::move(record), std::move(stream)};
 }
 
@@ -331,7 +332,7 @@ Document FolderService::saveMetaData(const Document& document) {
     Document record = recordOf(entry, entry.parentId, entry.name);
     record._keyValues = withoutFlags(document.keyValues());
     replaceAttributes(fd.get(), document.keyValues(), entry.text());
-    makeDurable(fd.get());
+    makeDurable(fd.get(), _root.get());
     return record;
 }
 

@@ -26,7 +26,10 @@ bool NodeTable::ByName::operator()(const Node* node, std::string_view name) cons
     return name == node->name;
 }
 
-NodeTable::NodeTable() { _nodes.emplace(RootId, Node{RootId, 0, "", EntryKind::Folder, nullptr}); }
+NodeTable::NodeTable(std::function<void(unsigned long)> forgotten)
+    : _forgotten(std::move(forgotten)) {
+    _nodes.emplace(RootId, Node{RootId, 0, "", EntryKind::Folder, nullptr});
+}
 
 const NodeTable::Node* NodeTable::find(unsigned long id) const {
     const auto found = _nodes.find(id);
@@ -154,6 +157,9 @@ void NodeTable::release(Node& top) {
         const unsigned long id = node->id;
         const unsigned long parentId = node->parentId;
         _nodes.erase(id);
+        if (_forgotten) {
+            _forgotten(id);
+        }
         if (id == topId) {
             return;
         }

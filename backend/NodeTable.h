@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -33,7 +34,8 @@ class NodeTable {
 
     static constexpr unsigned long RootId = 1;
 
-    NodeTable();
+    /// `forgotten` is told each id that is forgotten; it must not throw nor use the table.
+    explicit NodeTable(std::function<void(unsigned long)> forgotten = {});
 
     /// Null for an id that was never given or whose entry was forgotten.
     const Node* find(unsigned long id) const;
@@ -82,6 +84,7 @@ class NodeTable {
     Children& madeChildrenOf(unsigned long id);
     void release(Node& top);
 
+    std::function<void(unsigned long)> _forgotten;
     // Nodes stay where they are, so the tables of children can point to them.
     std::unordered_map<unsigned long, Node> _nodes;
     unsigned long _lastId = RootId;

@@ -4,21 +4,18 @@
 #include <linux/limits.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <utility>
 
+#include "backend/Attributes.h"
 #include "backend/SystemError.h"
 #include "backend/Uninterrupted.h"
 
 namespace Nimra {
 
 namespace {
-
-constexpr std::string_view UserNamespace = "user.";
 
 FileDescriptor openBeneath(int folder, const std::string& path, unsigned flags) {
     open_how how{};
@@ -48,37 +45,6 @@ FileDescriptor openStepwise(int root, std::string_view path, unsigned flags) {
     }
     return openBeneath(base, path.empty() ? "." : std::string(path), flags);
 }
-
-/// Calls `visit` with each user attribute in a list of names as listxattr(2) gives it, until it
-/// returns false.
-template <class Visit>
-void visitUserAttributes(std::string_view list, Visit visit) {
-    while (!list.empty()) {
-        const std::string_view name = list.substr(0, list.find('\0'));
-        if (name.starts_with(UserNamespace) && !visit(name)) {
-            return;
-        }
-        list.remove_prefix(std::min(name.size() + 1, list.size()));
-    }
-}
-
-/// The names of an entry's attributes; they lie in `buffer`, which by xattr(7) is always large
-/// enough. A file system without attributes is no failure, nor is an entry that shows none or has
-/// more than the system can tell.
-struct AttributeNames {
-    explicit AttributeNames(const std::string& path) {
-        const ssize_t size = llistxattr(path.c_str(), buffer.data(), buffer.size());
-        if (size >= 0) {
-            list = {buffer.data(), static_cast<std::size_t>(size)};
-        } else if (errno != ENOTSUP && errno != EACCES && errno != EPERM && errno != E2BIG) {
-            error = errno;
-        }
-    }
-
-    std::array<char, XATTR_LIST_MAX> buffer;
-    std::string_view list;
-    int error = 0;
-};
 
 }  // namespace
 
@@ -125,52 +91,34 @@ std::string OpenFolder::attributePath(const char* name) const {
 }
 
 std::optional<bool> OpenFolder::hasAttributes(const char* name) const {
-    const AttributeNames names(attributePath(name));
-    if (isGone(names.error)) {
+    const auto [any, error] = lookForAttributes(attributePath(name));
+    if (isGone(error)) {
         return std::nullopt;
     }
-    if (isUntold(names.error)) {
-        return false;
+    if (error != 0 && !isUntold(error)) {
+        throw systemError(error, "cannot list the attributes of " + text(name));
     }
-    if (names.error != 0) {
-        throw systemError(names.error, "cannot list the attributes of " + text(name));
-    }
-    bool any = false;
-    visitUserAttributes(names.list, [&any](std::string_view) {
-        any = true;
-        return false;
-    });
     return any;
 }
 
 std::optional<KeyValues> OpenFolder::attributes(const char* name) const {
-    const std::string path = attributePath(name);
-    const AttributeNames names(path);
-    int error = names.error;
-    KeyValues found;
-    std::array<char, XATTR_SIZE_MAX> value;
-    visitUserAttributes(names.list, [&](std::string_view attribute) {
-        const ssize_t size =
-            lgetxattr(path.c_str(), std::string(attribute).c_str(), value.data(), value.size());
-        if (size >= 0) {
-            const std::string key(attribute.substr(UserNamespace.size()));
-            found[key] = {std::string(value.data(), static_cast<std::size_t>(size)), false};
-            return true;
-        }
-        // Removed since it was listed, or not for us to read.
-        if (errno == ENODATA || errno == EACCES || errno == EPERM) {
-            return true;
-        }
-        error = errno;
-        return false;
-    });
-    if (isGone(error)) {
+    ReadAttributes found = readAttributes(attributePath(name), Links::NotFollowed);
+    if (isGone(found.error)) {
         return std::nullopt;
     }
-    if (error != 0) {
-        throw systemError(error, "cannot read the attributes of " + text(name));
+    if (found.error != 0) {
+        throw systemError(found.error, "cannot read the attributes of " + text(name));
     }
-    return found;
+    return std::move(found.values);
+}
+
+FileDescriptor OpenFolder::pin(const std::string& name) const {
+    constexpr int Flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor entry(uninterrupted([&] { return openat(fd(), name.c_str(), Flags); }));
+    if (!entry) {
+        throw systemError(errno, "cannot open " + text(name));
+    }
+    return entry;
 }
 
 std::string OpenFolder::text() const { return quotedName(_path.empty() ? "." : _path); }

@@ -43,6 +43,10 @@ class OpenFolder {
     /// is no such entry any more. Throws ServiceError.
     std::optional<KeyValues> attributes(const char* name) const;
 
+    /// An entry, not followed and not opened in the sense of a device or a pipe. Throws
+    /// ServiceError.
+    FileDescriptor pin(const std::string& name) const;
+
     /// The folder as error texts name it, and an entry of it.
     std::string text() const;
     std::string text(std::string_view name) const;

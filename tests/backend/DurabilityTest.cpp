@@ -83,17 +83,36 @@ TEST_F(DurabilityTest, EveryOtherActionIsOnTheDiskBeforeItsAnswer) {
 }
 
 TEST_F(DurabilityTest, WhereAFolderCannotBeReadItsWholeFileSystemIsBroughtToTheDisk) {
-    const auto unreadable = [this](const std::function<void()>& action) {
+    const auto unreadable = [this](int error, const std::function<void()>& action) {
         return changesAndSyncs([&] {
-            const FailingCall fail("open", EACCES);
+            const FailingCall fail("open", error);
             action();
             EXPECT_TRUE(fail.happened());
         });
     };
     unsigned long a = 0;
-    EXPECT_THAT(unreadable([&] { a = create("a", "x").id; }),
+    EXPECT_THAT(unreadable(EACCES, [&] { a = create("a", "x").id; }),
                 ElementsAre("fsync nameless", "linkat", "syncfs"));
-    EXPECT_THAT(unreadable([&] { rename(a, "b"); }), ElementsAre("renameat2", "sync"));
+    EXPECT_THAT(unreadable(EACCES, [&] { rename(a, "b"); }), ElementsAre("renameat2", "syncfs"));
+    for (const int error : {EMFILE, ENFILE, ENOMEM}) {
+        EXPECT_THAT(unreadable(error, [&] { rename(a, std::to_string(error)); }),
+                    ElementsAre("renameat2", "syncfs"));
+    }
+}
+
+TEST_F(DurabilityTest, OnlyAnotherFileSystemThatCannotBeReachedTakesTheWholeMachine) {
+    folder.makeFolder("f");
+    const FileDescriptor here(::open(path("f").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor there(::open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const auto unreadable = [&](int error, int neighbour) {
+        return changesAndSyncs([&] {
+            const FailingCall fail("open", error);
+            makeDurable(here.get(), neighbour);
+        });
+    };
+    EXPECT_THAT(unreadable(EACCES, there.get()), ElementsAre("sync"));
+    // That would be a high price for a lack that passes.
+    EXPECT_THAT(unreadable(EMFILE, there.get()), IsEmpty());
 }
 
 TEST_F(DurabilityTest, ContentThatTheDiskRefusesFailsItsCreationAndLeavesNothing) {

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -18,6 +19,7 @@
 #include <latch>
 #include <memory>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -805,6 +807,78 @@ TEST_F(FolderActionsTest, OnlyRegularFilesAreOpenedAndNothingBlocks) {
     expectRefusal([&] { service.openStreams(record(99, 1, "")); }, Reason::NotFound, "99");
 }
 
+TEST_F(FolderActionsTest, OpeningWaitsForALeaseToBeGivenBack) {
+    const unsigned long a = create("a", "hello").id;
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    const FileDescriptor taken(ends[0]);
+    FileDescriptor takes(ends[1]);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        sigset_t asked;
+        sigemptyset(&asked);
+        sigaddset(&asked, SIGIO);
+        sigprocmask(SIG_BLOCK, &asked, nullptr);
+        const int fd = ::open(path("a").c_str(), O_RDWR | O_CLOEXEC);
+        const bool leased = fcntl(fd, F_SETLEASE, F_WRLCK) == 0;
+        if (write(takes.get(), leased ? "y" : "n", 1) == 1 && leased) {
+            sigwaitinfo(&asked, nullptr);
+            fcntl(fd, F_SETLEASE, F_UNLCK);
+        }
+        _exit(0);
+    }
+    takes = FileDescriptor();
+    char answer = 0;
+    EXPECT_EQ(read(taken.get(), &answer, 1), 1);
+    if (answer == 'y') {
+        EXPECT_EQ(service.openStreams(record(a, 1, "")).stream->size(), 5U);
+    }
+    kill(child, SIGKILL);
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    if (answer != 'y') {
+        GTEST_SKIP() << "no leases here";
+    }
+}
+
+TEST_F(FolderActionsTest, RecordAndContentAreOfTheSameFileThoughItIsExchanged) {
+    const std::string one(1, '1');
+    const std::string three(3, '3');
+    const unsigned long a = create("a", one).id;
+    save(a, {{"length", "1"}});
+    save(create("b", three).id, {{"length", "3"}});
+    std::jthread swapper([this](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            renameat2(AT_FDCWD, path("a").c_str(), AT_FDCWD, path("b").c_str(), RENAME_EXCHANGE);
+        }
+    });
+    for (int i = 0; i < 5000 && !HasFailure(); ++i) {
+        const OpenedDocument opened = service.openStreams(record(a, 1, ""));
+        EXPECT_EQ(opened.document.length, opened.stream->size());
+        EXPECT_EQ(value(opened.document, "length"), std::to_string(opened.stream->size()));
+    }
+}
+
+TEST_F(FolderActionsTest, AStreamFollowsItsFileNotItsName) {
+    const unsigned long a = create("a", "0123456789").id;
+    const auto stream = service.openStreams(record(a, 1, "")).stream;
+    const auto read = [&stream](unsigned long offset, std::size_t size) {
+        std::string buffer(size, '?');
+        buffer.resize(stream->read(offset, buffer.data(), size));
+        return buffer;
+    };
+    std::filesystem::resize_file(path("a"), 4);
+    EXPECT_EQ(stream->size(), 4U);
+    EXPECT_EQ(read(2, 8), "23");
+    EXPECT_EQ(read(4, 1), "");
+    std::filesystem::resize_file(path("a"), 6);
+    EXPECT_EQ(read(2, 8), std::string("23\0\0", 4));
+    std::filesystem::rename(path("a"), path("b"));
+    folder.writeFile("a", "another");
+    EXPECT_EQ(stream->size(), 6U);
+    EXPECT_EQ(read(0, 2), "01");
+}
+
 // --- Metadata ------------------------------------------------------------------------------
 
 TEST_F(FolderActionsTest, SavedMetadataTakeTheWholePlaceOfWhatWasThere) {
@@ -912,6 +986,58 @@ TEST_F(FolderActionsTest, SessionsAreForDocumentsAndEndWithThem) {
     expectRefusal([&] { service.openSession(1, a, 1); }, Reason::Refused, "session");
     remove(a);
     expectRefusal([&] { service.releaseSession(held); }, Reason::NotFound, "no such session");
+}
+
+TEST_F(FolderActionsTest, ASessionEndsWithADocumentThatOthersRemove) {
+    folder.makeFolder("f/g");
+    folder.writeFile("f/g/deep");
+    const unsigned long a = create("a").id;
+    const unsigned long b = create("b").id;
+    const unsigned long deep = documentId("deep", folderId("g", folderId("f")));
+    std::vector<DocumentSession> held;
+    for (const unsigned long id : {a, b, deep}) {
+        held.push_back(service.openSession(1, id, 1));
+    }
+    std::filesystem::remove(path("a"));
+    EXPECT_EQ(look("a").totalCount, 0U);
+    std::filesystem::remove(path("b"));
+    std::filesystem::remove_all(path("f"));
+    EXPECT_THAT(listed(), IsEmpty());
+    for (const auto& session : held) {
+        expectRefusal([&] { service.releaseSession(session); }, Reason::NotFound,
+                      "no such session");
+    }
+}
+
+TEST_F(FolderActionsTest, ASessionStaysWithADocumentThatThisServiceMoves) {
+    const unsigned long f = makeFolder("f").id;
+    const unsigned long a = create("a").id;
+    const DocumentSession held = service.openSession(1, a, 1);
+    move(a, f);
+    rename(a, "b");
+    expectRefusal([&] { service.openSession(f, a, 2); }, Reason::Refused, "user 1");
+    EXPECT_NO_THROW(service.releaseSession(held));
+}
+
+TEST_F(FolderActionsTest, SessionsMayBeReleasedBesideOtherCalls) {
+    constexpr int Sessions = 200;
+    std::vector<DocumentSession> held;
+    for (int i = 0; i < Sessions; ++i) {
+        folder.writeFile("d" + std::to_string(i));
+        held.push_back(service.openSession(1, documentId("d" + std::to_string(i)), 1));
+    }
+    std::thread releasing([&] {
+        for (const auto& session : held) {
+            service.releaseSession(session);
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(load(listing(1)).documents.size(), Sessions);
+        folder.writeFile("more" + std::to_string(i));
+        std::filesystem::remove(path("more" + std::to_string(i)));
+    }
+    releasing.join();
+    EXPECT_NO_THROW(service.openSession(1, held.front().documentId, 2));
 }
 
 TEST_F(FolderActionsTest, OfManyWhoAskForASessionAtOnceOneGetsIt) {

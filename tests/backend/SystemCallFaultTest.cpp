@@ -376,6 +376,10 @@ const std::vector<Survived> FlushingOfFolder = {{"fsync", 2}, {"open"}};
 const std::vector<Survived> HidingAttributes = {{"llistxattr", 1, ~0U, {EACCES, E2BIG}, true},
                                                 {"lgetxattr", 1, ~0U, {EACCES}, true}};
 
+/// The same of an open file.
+const std::vector<Survived> HidingOwnAttributes = {{"listxattr", 1, ~0U, {EACCES, E2BIG}, true},
+                                                   {"getxattr", 1, ~0U, {EACCES}, true}};
+
 /// Likewise an entry that may not be looked at; `from` is the first look that this goes for.
 Survived hidingEntries(unsigned from, unsigned to = ~0U) {
     return {"statx", from, to, {EACCES, ENOTCONN}, true};
@@ -512,7 +516,7 @@ const std::vector<Request> Requests = {
          content.resize(opened.stream->read(0, content.data(), content.size()));
          return textOf(opened.document) + content;
      },
-     HidingAttributes},
+     HidingOwnAttributes},
     {"SavingMetaDataOfAFile", [](Site& site) { return save(site, "file.txt"); }, Flushing,
      Unsupported},
     {"SavingMetaDataOfAFolder", [](Site& site) { return save(site, "folder"); }, Flushing,

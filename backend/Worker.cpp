@@ -116,24 +116,33 @@ const FileOperation* asCreation(const Operation& operation) {
     return file && file->kind() == Create ? file : nullptr;
 }
 
-/// The document record that stands for a folder.
-Document folderAsDocument(const Folder& folder) {
-    Document record(folder.id, folder.parentId, folder.ownerId, folder.name);
-    record.type = FolderType;
+/// Turns the document record of a folder that was asked for into that of the one that was made. It
+/// is made already: nothing here may fail, not even for want of memory.
+void become(Document& record, Folder&& folder) noexcept {
+    record.id = folder.id;
+    record.parentId = folder.parentId;
+    record.ownerId = folder.ownerId;
+    record.name = std::move(folder.name);
     record.created = folder.created;
     record.updated = folder.updated;
     record.deleted = folder.deleted;
     record.aclMode = folder.accessLevel;
-    return record;
 }
 
-Document makeFolder(DocumentService& service, const Document& record) {
+Document makeFolder(DocumentService& service, const Document& wanted) {
     auto* storage = dynamic_cast<StorageService*>(&service);
     if (!storage) {
         throw ServiceError(Reason::Refused, "this service does not make folders");
     }
-    const Folder wanted(record.id, record.parentId, record.ownerId, record.name);
-    return folderAsDocument(storage->makeFolder(wanted));
+    if (!wanted._keyValues.empty()) {
+        throw ServiceError(Reason::Refused,
+                           "a folder is made without metadata: they can be saved afterwards");
+    }
+    Document record(0, 0, 0, wanted.name);
+    record.type = FolderType;
+    record.mimeType = "inode/directory";
+    become(record, storage->makeFolder({wanted.id, wanted.parentId, wanted.ownerId, wanted.name}));
+    return record;
 }
 
 std::exception_ptr failure(Reason reason, const std::string& text) {
@@ -164,7 +173,12 @@ Worker::Worker()
     _thread = std::thread([this] { run(); });
 }
 
-Worker::~Worker() { stop(); }
+Worker::~Worker() {
+    stop();
+    for (const Job& job : _finished) {
+        releaseSession(job);
+    }
+}
 
 void Worker::queueOperation(Operation* operation) {
     std::unique_ptr<Operation> owned(operation);
@@ -187,8 +201,24 @@ void Worker::takeOver(OperationHandler& other) {
     if (&other == this) {
         return;
     }
+    auto* worker = dynamic_cast<Worker*>(&other);
     while (auto operation = other.take()) {
+        if (worker) {
+            takeContent(*worker, *operation);
+        }
         queueOperation(operation.release());
+    }
+}
+
+/// The content of a creation that has left the queue of another worker.
+void Worker::takeContent(Worker& other, const Operation& operation) {
+    std::unique_ptr<ContentSource> content;
+    {
+        const std::lock_guard lock(other._mutex);
+        content = other.contentOf(operation);
+    }
+    if (content) {
+        setContent(asCreation(operation)->document().id, std::move(content));
     }
 }
 
@@ -378,14 +408,21 @@ bool Worker::awaitStarted(Jobs& job) {
 Worker::Jobs Worker::jobFor(std::unique_ptr<Operation> operation) {
     Jobs job;
     job.splice(job.end(), _spare, _spare.begin());
-    if (const FileOperation* creation = asCreation(*operation)) {
-        if (const auto known = _contents.find(creation->document().id); known != _contents.end()) {
-            job.front().content = std::move(known->second);
-            _contents.erase(known);
-        }
-    }
+    job.front().content = contentOf(*operation);
     job.front().operation = std::move(operation);
     return job;
+}
+
+/// Under the lock: what an operation that has left the queue is to upload; null for nothing.
+std::unique_ptr<ContentSource> Worker::contentOf(const Operation& operation) {
+    const FileOperation* creation = asCreation(operation);
+    const auto known = creation ? _contents.find(creation->document().id) : _contents.end();
+    if (known == _contents.end()) {
+        return nullptr;
+    }
+    std::unique_ptr<ContentSource> content = std::move(known->second);
+    _contents.erase(known);
+    return content;
 }
 
 /// Under the lock: makes the answer available.
@@ -425,26 +462,28 @@ void Worker::updateEvent() {
     _eventSet = waiting;
 }
 
-/// The untold progress of the answer that is first in turn, or of the running operation.
-Worker::Progress Worker::takeProgress(bool ofFinished) {
+/// The untold progress of the running operation.
+Worker::Progress Worker::takeProgress() {
     const std::lock_guard lock(_mutex);
-    if (ofFinished) {
-        return _finished.empty() ? Progress() : std::exchange(_finished.front().progress, {});
-    }
     const Progress progress = std::exchange(_progress, {});
     updateEvent();
     return progress;
 }
 
-/// The answer that is first in turn, alone in its list; an empty list when there is none.
-Worker::Jobs Worker::takeFinished() {
-    Jobs job;
+/// The answer that is first in turn, alone in its list, or its progress, as long as that is untold:
+/// whoever is told of it may collect, so that another answer may be the first then.
+std::pair<Worker::Progress, Worker::Jobs> Worker::takeFinished() {
+    std::pair<Progress, Jobs> taken;
     const std::lock_guard lock(_mutex);
-    if (!_finished.empty()) {
-        job.splice(job.end(), _finished, _finished.begin());
+    if (_finished.empty()) {
+        return taken;
+    }
+    taken.first = std::exchange(_finished.front().progress, {});
+    if (!taken.first.untold) {
+        taken.second.splice(taken.second.end(), _finished, _finished.begin());
         updateEvent();
     }
-    return job;
+    return taken;
 }
 
 /// An answer that there was no memory to take is the first in turn again, unless nobody is going to
@@ -467,23 +506,48 @@ void Worker::report(const Progress& progress) {
 void Worker::report(Job& job) {
     ItemEventProtocol* protocol = protocolOf(*job.operation);
     if (!protocol) {
+        releaseSession(job);
         return;
     }
+    try {
+        report(*protocol, job);
+    } catch (...) {
+        releaseSession(job);
+        throw;
+    }
+}
+
+void Worker::report(ItemEventProtocol& protocol, Job& job) {
     const Operation& operation = *job.operation;
     const unsigned long id = operation.id();
     if (job.error) {
-        protocol->failed(id, asServiceError(job.error));
+        protocol.failed(id, asServiceError(job.error));
     } else if (auto* page = std::get_if<Page>(&job.answer)) {
-        protocol->pageLoaded(id, dynamic_cast<const DataLoaderOperation&>(operation).filter(),
-                             *page);
+        protocol.pageLoaded(id, dynamic_cast<const DataLoaderOperation&>(operation).filter(),
+                            *page);
     } else if (const auto* document = std::get_if<Document>(&job.answer)) {
-        protocol->finished(id, *document);
+        protocol.finished(id, *document);
     } else if (auto* opened = std::get_if<OpenedDocument>(&job.answer)) {
-        protocol->streamsOpened(id, opened->document, std::move(opened->stream));
+        protocol.streamsOpened(id, opened->document, std::move(opened->stream));
     } else if (const auto* session = std::get_if<DocumentSession>(&job.answer)) {
-        protocol->sessionOpened(id, *session);
+        protocol.sessionOpened(id, *session);
     } else {
-        protocol->finished(id, dynamic_cast<const FileOperation&>(operation).document());
+        protocol.finished(id, dynamic_cast<const FileOperation&>(operation).document());
+    }
+}
+
+/// Ends the session that the answer is, if it is one.
+void Worker::releaseSession(const Job& job) noexcept {
+    const auto* session = std::get_if<DocumentSession>(&job.answer);
+    const auto* load = dynamic_cast<const DataLoaderOperation*>(job.operation.get());
+    auto* service = session && load ? dynamic_cast<DocumentService*>(load->service()) : nullptr;
+    if (!service) {
+        return;
+    }
+    try {
+        service->releaseSession(*session);
+    } catch (...) {
+        // Then it has ended already, or the service keeps it: nobody is left who could be told.
     }
 }
 
@@ -494,8 +558,11 @@ unsigned long Worker::collect() {
     }();
     unsigned long collected = 0;
     while (collected < finished) {
-        report(takeProgress(true));
-        Jobs job = takeFinished();
+        auto [progress, job] = takeFinished();
+        if (progress.untold) {
+            report(progress);
+            continue;
+        }
         if (job.empty()) {
             break;
         }
@@ -507,7 +574,7 @@ unsigned long Worker::collect() {
             throw;
         }
     }
-    report(takeProgress(false));
+    report(takeProgress());
     return collected;
 }
 

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <thread>
 #include <unordered_map>
+#include <utility>
 #include <variant>
 
 #include "backend/FileDescriptor.h"
@@ -31,8 +32,12 @@ class ItemEventProtocol;
 /// A finished operation waits, together with its answer, until `collect()` hands the answer to the
 /// operation's protocol on the caller's thread and destroys the operation there. The worker never
 /// calls a protocol and never destroys an operation on its own thread. Services and protocols are
-/// not owned: a service must live until its operations have finished, a protocol until its answers
-/// are collected or the worker is gone.
+/// not owned: they must live until the answers that concern them are collected or the worker is
+/// gone. A session that reaches nobody, for want of a protocol, because that throws, or because the
+/// answer is never collected, is released again.
+///
+/// Its thread has all signals blocked but those that a fault raises. Whoever calls a service on
+/// another thread under a limit of the size of files must block or ignore SIGXFSZ there.
 ///
 /// A worker has no name: its owner registers it, and removes it before destroying it. Every
 /// function may be called from any thread, but `stop()` and the destructor from the owner's only,
@@ -48,7 +53,8 @@ class Worker : public OperationHandler {
     /// worker is not paused, else with the end of the one before it.
     void queueOperation(Operation* operation) override;
     /// Moves over what is queued in another handler, behind what is queued here. To lose nothing
-    /// and keep the order, call it before this worker takes the other's name.
+    /// and keep the order, call it before this worker takes the other's name. From another worker
+    /// the content of what is taken comes along.
     void takeOver(OperationHandler& other);
 
     /// What the creation of the document with this id (the local one, which the operation has)
@@ -74,7 +80,9 @@ class Worker : public OperationHandler {
     /// operation's outcome, the latest alone; it does not count. A protocol may queue further
     /// operations and may collect. When one throws, its answer counts as reported, the exception
     /// passes, and the others wait for the next call; but one that throws std::bad_alloc is told
-    /// again by the next call, until `stop()`.
+    /// again by the next call, until `stop()`. Of several threads that collect at once each reports
+    /// other answers, in no order between them, and progress may then come behind its outcome: let
+    /// one thread at a time do it.
     unsigned long collect();
 
     /// Number of operations that have finished so far, collected or not.
@@ -104,7 +112,9 @@ class Worker : public OperationHandler {
     unsigned long pending() const;
 
     /// Waits for the running operation, ends the thread, and turns everything still queued, and
-    /// whatever is queued later, into failed answers. May be called again.
+    /// whatever is queued later, into failed answers. May be called again. What runs is never
+    /// interrupted: an upload is waited for however large it is, and a source that does not return
+    /// for ever. Sources that may take long should be told to fail first.
     void stop();
 
   private:
@@ -142,11 +152,15 @@ class Worker : public OperationHandler {
     void abandon(std::unique_ptr<Operation> operation, const std::exception_ptr& why);
     void abandonQueued();
     void updateEvent();
-    Progress takeProgress(bool ofFinished);
-    Jobs takeFinished();
+    std::unique_ptr<ContentSource> contentOf(const Operation& operation);
+    void takeContent(Worker& other, const Operation& operation);
+    Progress takeProgress();
+    std::pair<Progress, Jobs> takeFinished();
     void putBack(Jobs& job);
     static void report(const Progress& progress);
     static void report(Job& job);
+    static void report(ItemEventProtocol& protocol, Job& job);
+    static void releaseSession(const Job& job) noexcept;
 
     FileDescriptor _event;  ///< An eventfd(2): non-zero while something can be collected.
     const std::exception_ptr _shutDown;

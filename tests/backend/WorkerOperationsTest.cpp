@@ -311,6 +311,25 @@ TEST_F(WorkerOperationsTest, AMadeFolderIsAnsweredAsTheServiceHasIt) {
     EXPECT_EQ(answer.aclMode, 2);
 }
 
+TEST_F(WorkerOperationsTest, AFolderIsNotMadeWithoutTheMetadataThatItWasToHave) {
+    Document asked = folderRecord(1000, 1, "f");
+    asked.addKeyValue("k", {"v", false});
+    queue(1, asked, Create);
+    finish(1);
+    EXPECT_THAT(diary.reasons, ElementsAre(Reason::Refused));
+    EXPECT_THAT(diary.texts, ElementsAre(HasSubstr("metadata")));
+    EXPECT_THAT(onDisk(), IsEmpty());
+}
+
+TEST_F(WorkerOperationsTest, AMadeFolderHasTheSameTypeAsARenamedOne) {
+    queue(1, folderRecord(1000, 1, "f"), Create);
+    finish(1);
+    queue(2, record(diary.documents.at(0).id, 1, "g"), Rename);
+    finish(2);
+    EXPECT_EQ(diary.documents.at(0).mimeType, "inode/directory");
+    EXPECT_EQ(diary.documents.at(1).mimeType, "inode/directory");
+}
+
 TEST_F(WorkerOperationsTest, OnlyAStorageServiceMakesFolders) {
     StorageService silent;
     queue(1, folderRecord(1000, 1, "f"), Create, &scripted, &diary);
@@ -393,6 +412,70 @@ TEST_F(WorkerOperationsTest, ASessionIsAskedForByItsUrl) {
     EXPECT_EQ(diary.lines.back(), "3 session");
 }
 
+TEST_F(WorkerOperationsTest, ASessionThatReachesNobodyIsReleased) {
+    const unsigned long a = create("a").id;
+    const auto expectFree = [&] {
+        DocumentSession free;
+        ASSERT_NO_THROW(free = service.openSession(1, a, 8));
+        service.releaseSession(free);
+    };
+    const auto request = [&](ItemEventProtocol* to) {
+        ItemFilter filter;
+        filter.url = "/v1/documents/1/" + std::to_string(a) + "/session";
+        auto* operation = new DataLoaderOperation(1, filter, to);
+        operation->setService(&service);
+        return operation;
+    };
+    worker.queueOperation(request(nullptr));
+    finish(1);
+    expectFree();
+
+    diary.also = [](const std::string&) { throw std::runtime_error("no"); };
+    worker.queueOperation(request(&diary));
+    EXPECT_THROW(finish(2), std::runtime_error);
+    EXPECT_THAT(diary.lines, ElementsAre("1 session"));
+    expectFree();
+    diary.also = nullptr;
+
+    {
+        Worker shortLived;
+        shortLived.queueOperation(request(&diary));
+        ASSERT_TRUE(shortLived.waitForFinished(0, std::chrono::steady_clock::now() + Patience));
+        shortLived.stop();
+        expectRefusal([&] { service.openSession(1, a, 8); }, Reason::Refused, "session");
+    }
+    expectFree();
+    EXPECT_EQ(diary.lines.size(), 1U);
+}
+
+TEST_F(WorkerOperationsTest, ASessionThatIsReleasedTwiceOrWithItsServiceSilentDoesNoHarm) {
+    ItemFilter filter;
+    filter.url = "/v1/documents/1/2/session";
+    // Its releaseSession() refuses.
+    auto* operation = new DataLoaderOperation(1, filter, nullptr);
+    operation->setService(&scripted);
+    worker.queueOperation(operation);
+    EXPECT_NO_THROW(finish(1));
+}
+
+TEST_F(WorkerOperationsTest, ContentIsTakenOverWithItsCreation) {
+    Worker before;
+    before.pause();
+    before.setContent(1000, std::make_unique<TextSource>("hello"));
+    before.setContent(1001, std::make_unique<TextSource>("stays"));
+    auto* creation = new FileOperation(1, record(1000, 1, "a"), Create, &diary);
+    creation->setService(&service);
+    before.queueOperation(creation);
+    worker.setContent(1002, std::make_unique<TextSource>("own"));
+    worker.takeOver(before);
+    queue(2, record(1001, 1, "b"), Create);
+    queue(3, record(1002, 1, "c"), Create);
+    finish(3);
+    EXPECT_THAT(diary.lines, ElementsAre("1 progress 5", "1 finished a", "2 finished b",
+                                         "3 progress 3", "3 finished c"));
+    EXPECT_EQ(content("a"), "hello");
+}
+
 TEST_F(WorkerOperationsTest, AnyOtherUrlIsAListing) {
     const std::vector<std::string> others = {
         "",
@@ -473,6 +556,40 @@ TEST_F(WorkerOperationsTest, AProtocolMayCollectAtProgress) {
     diary.also = [this](const std::string&) { worker.collect(); };
     finish(2);
     EXPECT_THAT(diary.lines, ElementsAre("1 progress 1", "1 finished a", "2 finished b"));
+}
+
+TEST_F(WorkerOperationsTest, NoOutcomeIsToldBeforeItsProgressThoughAProtocolCollects) {
+    Gate gate;
+    worker.setContent(1000, std::make_unique<TextSource>("x"));
+    worker.setContent(1001, std::make_unique<GatedSource>(gate));
+    queue(1, record(1000, 1, "a"), Create);
+    queue(2, record(1001, 1, "b"), Create);
+    queue(3, record(99, 1, ""), Remove);
+    gate.waitUntilEntered();
+    bool opened = false;
+    diary.also = [&](const std::string& line) {
+        if (line == "1 progress 1" && !opened) {
+            opened = true;
+            // What finishes now is not told by this call, which takes one outcome only.
+            gate.open();
+            ASSERT_TRUE(worker.waitForFinished(2, std::chrono::steady_clock::now() + Patience));
+            diary.also = nullptr;
+            worker.collect();
+        }
+    };
+    worker.collect();
+    worker.collect();
+    EXPECT_THAT(diary.lines, ElementsAre("1 progress 1", "1 finished a", "2 progress 3",
+                                         "2 finished b", "3 failed"));
+}
+
+TEST_F(WorkerOperationsTest, ContentOfUnknownSizeIsToldInFullAtItsEnd) {
+    std::vector<std::pair<unsigned long, unsigned long>> told;
+    PatternSource unknown(3, 0);
+    service.create(record(5, 1, "a"), &unknown, [&told](unsigned long done, unsigned long total) {
+        told.emplace_back(done, total);
+    });
+    EXPECT_THAT(told, ElementsAre(testing::Pair(3, 0), testing::Pair(3, 3)));
 }
 
 TEST_F(WorkerOperationsTest, WhatHasNotStartedCanBeCancelled) {

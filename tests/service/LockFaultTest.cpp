@@ -6,7 +6,6 @@
 #include <system_error>
 
 #include "service/OperationHandler.h"
-#include "service/OperationQueue.h"
 #include "service/QueuedOperationsManager.h"
 #include "tests/service/ServiceTrial.h"
 #include "tests/support/LockFaults.h"
@@ -46,12 +45,11 @@ TEST_F(ServiceLockTest, IsTakenByEveryCallThatTouchesWhatThreadsShare) {
 }
 
 TEST_F(ServiceLockTest, IsTakenByEveryQuestion) {
-    const Nimra::OperationQueue queue;
+    const Nimra::OperationHandler handler;
     const QueuedOperationsManager parked;
     const std::function<void()> questions[] = {
-        [&] { queue.size(); },        [&] { queue.operations(); }, [&] { parked.size(); },
-        [&] { parked.operations(); }, [&] { parked.waiting(); },   [&] { parked.serverId(1); },
-        [&] { parked.names({1}); }};
+        [&] { handler.operations(); }, [&] { parked.size(); },      [&] { parked.operations(); },
+        [&] { parked.waiting(); },     [&] { parked.serverId(1); }, [&] { parked.names({1}); }};
     for (const auto& ask : questions) {
         const LockFaults faults(1, EAGAIN);
         EXPECT_THROW(ask(), std::system_error);

@@ -5,10 +5,10 @@
 #include <cstddef>
 #include <iterator>
 #include <optional>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "service/DataLoaderOperation.h"
@@ -20,6 +20,7 @@ namespace Ormek {
 namespace {
 
 using Kind = QueuedOperationsManager::Kind;
+using Waiting = QueuedOperationsManager::Waiting;
 
 /// Digits inside a url.
 struct Number {
@@ -79,27 +80,6 @@ void overwrite(std::string& url, const Number& number, unsigned long value) noex
     const auto written = static_cast<std::size_t>(end - url.data());
     url.erase(written, number.end - written);
 }
-
-/// What an operation says about itself.
-struct Facts {
-    Kind kind = Kind::Other;
-    std::vector<unsigned long> named;   // Without 0; an id may be there twice.
-    std::vector<unsigned long> needed;  // Local ids that must become known, each once.
-    bool lacksUser = false;
-    bool lacksId = false;
-
-    void name(unsigned long id) {
-        if (id != 0) {
-            named.push_back(id);
-        }
-    }
-    void need(unsigned long id) {
-        name(id);
-        if (Nimra::isLocalId(id) && std::count(needed.begin(), needed.end(), id) == 0) {
-            needed.push_back(id);
-        }
-    }
-};
 
 Kind kindOf(const Nimra::FileOperation& operation) {
     switch (operation.kind()) {
@@ -162,6 +142,18 @@ void eachNeeded(const Nimra::Operation& operation, Use use) {
     }
 }
 
+/// The same for each item that an operation is about. 0 is none.
+template <class Use>
+void eachNamed(const Nimra::Operation& operation, Use use) {
+    const auto useUnlessNone = [&](unsigned long id) {
+        if (id != 0) {
+            use(id);
+        }
+    };
+    useUnlessNone(createdBy(operation));
+    eachNeeded(operation, useUnlessNone);
+}
+
 bool needs(const Nimra::Operation& operation, unsigned long localId) {
     bool found = false;
     eachNeeded(operation, [&](unsigned long id) { found = found || id == localId; });
@@ -176,36 +168,36 @@ bool needsWhatIsMadeBy(const QueuedOperationsManager::Operations& creations,
 }
 
 /// A creation goes without a user.
-void judge(const Nimra::FileOperation& operation, Facts& facts) {
-    facts.kind = kindOf(operation);
-    if (isCreation(operation)) {
-        facts.name(operation.document().id);
-        facts.lacksId = operation.document().parentId == 0;
-    } else {
-        facts.lacksUser = operation.document().ownerId == 0;
-    }
+void judge(const Nimra::FileOperation& operation, Waiting& waiting) {
+    waiting.kind = kindOf(operation);
+    waiting.forUser = !isCreation(operation) && operation.document().ownerId == 0;
+    waiting.forLackingId = isCreation(operation) && operation.document().parentId == 0;
 }
 
-void judge(const Nimra::ItemFilter& filter, Facts& facts) {
-    if (sessionIds(filter.url)) {
-        facts.kind = Kind::Session;
-        facts.lacksUser = filter.userId == 0;
-        return;
-    }
-    facts.kind = Kind::Load;
+void judge(const Nimra::ItemFilter& filter, Waiting& waiting) {
+    const bool isSession = sessionIds(filter.url).has_value();
     const std::vector<unsigned long>& ids = filter.dataId;
-    facts.lacksId = ids.empty() || std::count(ids.begin(), ids.end(), 0ul) != 0;
+    waiting.kind = isSession ? Kind::Session : Kind::Load;
+    waiting.forUser = isSession && filter.userId == 0;
+    waiting.forLackingId =
+        !isSession && (ids.empty() || std::count(ids.begin(), ids.end(), 0ul) != 0);
 }
 
-Facts factsOf(const Nimra::Operation& operation) {
-    Facts facts;
+/// What an operation waits for, whatever is parked before it.
+Waiting waitingOf(const Nimra::Operation& operation) {
+    Waiting waiting;
     if (const auto* file = dynamic_cast<const Nimra::FileOperation*>(&operation)) {
-        judge(*file, facts);
+        judge(*file, waiting);
     } else if (const auto* load = dynamic_cast<const Nimra::DataLoaderOperation*>(&operation)) {
-        judge(load->filter(), facts);
+        judge(load->filter(), waiting);
     }
-    eachNeeded(operation, [&](unsigned long id) { facts.need(id); });
-    return facts;
+    std::vector<unsigned long>& ids = waiting.localIds;
+    eachNeeded(operation, [&](unsigned long id) {
+        if (Nimra::isLocalId(id) && std::count(ids.begin(), ids.end(), id) == 0) {
+            ids.push_back(id);
+        }
+    });
+    return waiting;
 }
 
 /// Has an operation on a document that was not moved after all look for it where it stays. True for
@@ -239,9 +231,12 @@ bool forgetMove(Nimra::Operation& operation, const Nimra::Document& moved) {
     return file && forgetMove(*file, moved);
 }
 
-bool anyIn(const std::set<unsigned long>& set, const std::vector<unsigned long>& ids) {
-    return std::any_of(ids.begin(), ids.end(),
-                       [&](unsigned long id) { return set.count(id) != 0; });
+/// Whether `isMeant` is true of an item that an operation is about.
+template <class IsMeant>
+bool namesAny(const Nimra::Operation& operation, IsMeant isMeant) {
+    bool found = false;
+    eachNamed(operation, [&](unsigned long id) { found = found || isMeant(id); });
+    return found;
 }
 
 }  // namespace
@@ -252,9 +247,9 @@ void QueuedOperationsManager::push(Nimra::Operation* operation) {
     std::unique_ptr<Nimra::Operation> owned(operation);
     const std::lock_guard lock(_mutex);
     putRight(*owned);
-    const Facts facts = factsOf(*owned);
+    const bool isReady = waitingOf(*owned).ready();
     _operations.push_back(std::move(owned));
-    _anyReady = _anyReady || (facts.needed.empty() && !facts.lacksUser && !facts.lacksId);
+    _anyReady = _anyReady || isReady;
 }
 
 unsigned long QueuedOperationsManager::size() const {
@@ -307,12 +302,11 @@ unsigned long QueuedOperationsManager::serverId(unsigned long id) const {
 
 bool QueuedOperationsManager::names(const std::vector<unsigned long>& ids) const {
     const std::lock_guard lock(_mutex);
-    return std::any_of(_operations.begin(), _operations.end(), [&](const auto& operation) {
-        const std::vector<unsigned long> named = factsOf(*operation).named;
-        return std::any_of(ids.begin(), ids.end(), [&](unsigned long id) {
-            return std::count(named.begin(), named.end(), id) != 0;
-        });
-    });
+    const auto isOne = [&](unsigned long id) {
+        return std::count(ids.begin(), ids.end(), id) != 0;
+    };
+    return std::any_of(_operations.begin(), _operations.end(),
+                       [&](const auto& operation) { return namesAny(*operation, isOne); });
 }
 
 void QueuedOperationsManager::putAllRight() noexcept {
@@ -372,16 +366,28 @@ QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(
     unsigned long localId) noexcept {
     const std::lock_guard lock(_mutex);
     Operations taken;
-    // A creation is parked before what needs the document that it creates.
     for (auto operation = _operations.begin(); operation != _operations.end();) {
         const auto next = std::next(operation);
-        if (needs(**operation, localId) || needsWhatIsMadeBy(taken, **operation)) {
+        if (needsWhatIsMadeBy(taken, **operation) ||
+            isLost(**operation, localId, _operations.size())) {
             taken.splice(taken.end(), _operations, operation);
         }
         operation = next;
     }
     _anyReady = true;
     return taken;
+}
+
+// Whether it needs that id, or a document whose creation does; `links` bounds how far that goes on,
+// should creations need each other.
+bool QueuedOperationsManager::isLost(const Nimra::Operation& operation, unsigned long localId,
+                                     unsigned long links) const noexcept {
+    return needs(operation, localId) ||
+           (links != 0 &&
+            std::any_of(_operations.begin(), _operations.end(), [&](const auto& creation) {
+                return needs(operation, createdBy(*creation)) &&
+                       isLost(*creation, localId, links - 1);
+            }));
 }
 
 std::unique_ptr<Nimra::Operation> QueuedOperationsManager::cancel(unsigned long operationId) {
@@ -426,20 +432,16 @@ std::unique_ptr<Nimra::Operation> QueuedOperationsManager::extract(
 
 std::vector<QueuedOperationsManager::Waiting> QueuedOperationsManager::assess() const {
     std::vector<Waiting> all;
-    std::set<unsigned long> held;  // Named by operations that stay.
+    all.reserve(_operations.size());
+    std::unordered_set<unsigned long> held;  // Named by operations that stay.
     for (const auto& operation : _operations) {
-        Facts facts = factsOf(*operation);
-        Waiting waiting;
+        Waiting& waiting = all.emplace_back(waitingOf(*operation));
         waiting.operationId = operation->id();
-        waiting.kind = facts.kind;
-        waiting.localIds = std::move(facts.needed);
-        waiting.forUser = facts.lacksUser;
-        waiting.forLackingId = facts.lacksId;
-        waiting.forEarlier = anyIn(held, facts.named);
+        waiting.forEarlier =
+            namesAny(*operation, [&](unsigned long id) { return held.count(id) != 0; });
         if (!waiting.ready()) {
-            held.insert(facts.named.begin(), facts.named.end());
+            eachNamed(*operation, [&](unsigned long id) { held.insert(id); });
         }
-        all.push_back(std::move(waiting));
     }
     return all;
 }

@@ -97,6 +97,8 @@ class QueuedOperationsManager {
     void putAllRight() noexcept;
     unsigned long known(unsigned long id) const noexcept;
     std::vector<Waiting> assess() const;
+    bool isLost(const Nimra::Operation& operation, unsigned long localId,
+                unsigned long links) const noexcept;
     void putRightBehind(Operations::iterator cancelled);
     std::unique_ptr<Nimra::Operation> extract(Operations::iterator operation) noexcept;
 

@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "backend/EntryName.h"
+#include "backend/SystemError.h"
 #include "tests/backend/ActionFixture.h"
 #include "tests/support/SystemCallFaults.h"
 
@@ -197,6 +198,21 @@ TEST_F(FaultyCallTest, AFolderWhoseKindCannotBeToldKeepsItsIdAndWhatLiesBelow) {
     }
     EXPECT_EQ(load(listing(1)).folders.at(0).id, f);
     EXPECT_EQ(load(listing(f)).documents.at(0).id, a);
+}
+
+TEST_F(FaultyCallTest, AnUploadThatNeedsANameLeavesNothingWhereTheDiskRefusesIt) {
+    for (const std::string call : {"write", "fsync", "renameat2", "setxattr"}) {
+        for (const int error : {EIO, ENOSPC}) {
+            const FailingCall unsupported("openat+create", EOPNOTSUPP);
+            const FailingCall failing(call, error);
+            Document wanted = record(5, 1, "a");
+            wanted.addKeyValue("k", {"v", false});
+            TextSource content("hello");
+            expectRefusal([&] { service.create(wanted, &content, {}); }, reasonOf(error), "'a'");
+            EXPECT_TRUE(unsupported.happened() && failing.happened()) << call;
+            EXPECT_THAT(onDisk(), testing::IsEmpty()) << call;
+        }
+    }
 }
 
 TEST_F(FaultyCallTest, WhatIsTransferredInPartGoesOnBehindIt) {

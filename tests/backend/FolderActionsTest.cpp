@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "backend/EntryName.h"
+#include "backend/SystemError.h"
 #include "tests/backend/ActionFixture.h"
 #include "tests/support/SystemCallFaults.h"
 
@@ -409,6 +410,79 @@ TEST_F(FolderActionsTest, NamesAndFoldersThatCannotBeAreRefused) {
     expectRefusal([&] { create("a", "", file); }, Reason::Refused, "'file' is not a folder");
     expectRefusal([&] { makeFolder("a", file); }, Reason::Refused, "'file' is not a folder");
     EXPECT_THAT(onDisk(), ElementsAre("file"));
+}
+
+TEST_F(FolderActionsTest, NamesMayBeAsLongAsTheSystemTakesAndOfAnyBytes) {
+    const std::string other = "\xff\xfe\n\x01 'quoted' \xc3";
+    for (const std::string& name : {std::string(255, 'x'), other}) {
+        const unsigned long a = create(name, "x").id;
+        EXPECT_EQ(documentId(name), a);
+        expectRefusal([&] { makeFolder(name); }, Reason::Exists, quotedName(name));
+        EXPECT_EQ(rename(a, "a").name, "a");
+        EXPECT_EQ(rename(a, name).id, a);
+        remove(a);
+        const unsigned long f = makeFolder(name).id;
+        EXPECT_EQ(rename(f, "f").name, "f");
+        EXPECT_EQ(rename(f, name).id, f);
+        remove(f);
+        EXPECT_THAT(onDisk(), IsEmpty());
+    }
+}
+
+TEST_F(FolderActionsTest, ActionsReachDeeperThanAPathCanTell) {
+    const Ormek::Testing::UnsyncedDisk unsynced;
+    unsigned long deepest = 1;
+    for (int level = 0; level < 40; ++level) {
+        deepest = makeFolder(std::string(250, 'd'), deepest).id;
+    }
+    const unsigned long a = create("a", "hello", deepest).id;
+    EXPECT_EQ(rename(a, "b").name, "b");
+    EXPECT_THAT(save(a, {{"k", "v"}}).keyValues(), SizeIs(1));
+    const OpenedDocument opened = service.openStreams(record(a, 1, ""));
+    EXPECT_EQ(opened.stream->size(), 5U);
+    EXPECT_THAT(opened.document.keyValues(), SizeIs(1));
+    EXPECT_EQ(move(a, 1).parentId, 1U);
+    EXPECT_EQ(content("b"), "hello");
+    EXPECT_EQ(move(a, deepest).parentId, deepest);
+    remove(a);
+    EXPECT_THAT(listed(deepest), IsEmpty());
+    remove(deepest);
+}
+
+TEST_F(FolderActionsTest, AMountPointStaysWhereItIsAndNothingIsMovedAcross) {
+    folder.makeFolder("mounted");
+    folder.writeFile("a");
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        // The mount lives and dies with the child.
+        constexpr int NotAllowed = 77;
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("none", path("mounted").c_str(), "tmpfs", 0, nullptr) != 0) {
+            _exit(NotAllowed);
+        }
+        FolderService inside(folder.path());
+        const Page page = inside.load(listing(1));
+        const unsigned long mounted = page.folders.at(0).id;
+        const unsigned long a = page.documents.at(0).id;
+        expectRefusal([&] { inside.remove(record(mounted, 1, "")); }, Reason::Refused, "'mounted'");
+        expectRefusal([&] { inside.rename(record(mounted, 1, "x")); }, Reason::Refused,
+                      "'mounted'");
+        expectRefusal([&] { inside.move(record(a, mounted, "")); }, Reason::Refused, "'a'");
+        TextSource text("hello");
+        EXPECT_EQ(inside.create(record(9, mounted, "b"), &text, {}).length, 5U);
+        EXPECT_EQ(content("mounted/b"), "hello");
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    ASSERT_TRUE(WIFEXITED(status));
+    if (WEXITSTATUS(status) == 77) {
+        GTEST_SKIP() << "mounting is not allowed here";
+    }
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_THAT(onDisk(), ElementsAre("a", "mounted"));
 }
 
 TEST_F(FolderActionsTest, AMadeFolderCanBeUsedAtOnce) {
@@ -800,8 +874,11 @@ TEST_F(FolderActionsTest, ContentIsReadInRangesAndOutlivesItsName) {
 TEST_F(FolderActionsTest, OnlyRegularFilesAreOpenedAndNothingBlocks) {
     folder.makeFolder("folder");
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    ASSERT_EQ(mknod(path("socket").c_str(), S_IFSOCK | 0600, 0), 0);
     const unsigned long f = folderId("folder");
     const unsigned long pipe = documentId("pipe");
+    const unsigned long socket = documentId("socket");
+    expectRefusal([&] { service.openStreams(record(socket, 1, "")); }, Reason::Refused, "'socket'");
     expectRefusal([&] { service.openStreams(record(f, 1, "")); }, Reason::Refused, "'folder'");
     expectRefusal([&] { service.openStreams(record(pipe, 1, "")); }, Reason::Refused, "'pipe'");
     expectRefusal([&] { service.openStreams(record(99, 1, "")); }, Reason::NotFound, "99");

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <stop_token>
 #include <string>
 #include <thread>
@@ -129,6 +130,56 @@ TEST_F(FolderConfinementTest, SwappingBackAndForthNeverShowsTheOutside) {
     }
     EXPECT_GT(shown, 0);
     EXPECT_GT(refused, 0);
+}
+
+TEST_F(FolderConfinementTest, SwappingBackAndForthNeverLetsAnActionOut) {
+    const Ormek::Testing::UnsyncedDisk unsynced;
+    folder.makeFolder("f/g");
+    outside.makeFolder("g");
+    outside.writeFile("g/a", "outside");
+    std::filesystem::create_symlink(outside.path(), path("link"));
+    const unsigned long g = folderId("g", folderId("f"));
+    const unsigned long b = [&] {
+        folder.writeFile("b");
+        return documentId("b");
+    }();
+    std::jthread swapper([this](const std::stop_token& stop) {
+        while (!stop.stop_requested()) {
+            renameat2(AT_FDCWD, path("f").c_str(), AT_FDCWD, path("link").c_str(), RENAME_EXCHANGE);
+        }
+    });
+    int done = 0;
+    int refused = 0;
+    const auto attempt = [&](const auto& action) {
+        try {
+            action();
+            ++done;
+        } catch (const ServiceError& error) {
+            EXPECT_TRUE(error.reason() == Reason::Refused || error.reason() == Reason::Exists)
+                << error.what();
+            refused += error.reason() == Reason::Refused ? 1 : 0;
+        }
+    };
+    const auto remove = [&](const std::string& name) {
+        const Page page = look(name, g);
+        if (page.totalCount == 1) {
+            service.remove({page.documents.at(0).id, g, 1, ""});
+        }
+    };
+    for (int i = 0; i < 1000 || (i < 100'000 && (done == 0 || refused == 0)); ++i) {
+        attempt([&] { service.create({9, g, 1, "a"}, nullptr, {}); });
+        attempt([&] { remove("a"); });
+        attempt([&] { service.move({b, g, 1, ""}); });
+        attempt([&] { service.move({b, 1, 1, ""}); });
+        attempt([&] { service.makeFolder({9, g, 1, "n" + std::to_string(i)}); });
+    }
+    swapper.request_stop();
+    swapper.join();
+    EXPECT_GT(done, 0);
+    EXPECT_GT(refused, 0);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(outside / "g"), {}), 1);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(outside.path()), {}), 2);
+    EXPECT_EQ(std::filesystem::file_size(outside / "g" / "a"), 7U);
 }
 
 TEST_F(FolderConfinementTest, ARenamedEntryStaysInItsFolderThoughThatIsExchanged) {

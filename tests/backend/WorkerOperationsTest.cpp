@@ -573,7 +573,6 @@ TEST_F(WorkerOperationsTest, NoOutcomeIsToldBeforeItsProgressThoughAProtocolColl
             // What finishes now is not told by this call, which takes one outcome only.
             gate.open();
             ASSERT_TRUE(worker.waitForFinished(2, std::chrono::steady_clock::now() + Patience));
-            diary.also = nullptr;
             worker.collect();
         }
     };

@@ -175,9 +175,7 @@ Worker::Worker()
 
 Worker::~Worker() {
     stop();
-    for (const Job& job : _finished) {
-        releaseSession(job);
-    }
+    releaseSessions(_finished);
 }
 
 void Worker::queueOperation(Operation* operation) {
@@ -509,12 +507,7 @@ void Worker::report(Job& job) {
         releaseSession(job);
         return;
     }
-    try {
-        report(*protocol, job);
-    } catch (...) {
-        releaseSession(job);
-        throw;
-    }
+    report(*protocol, job);
 }
 
 void Worker::report(ItemEventProtocol& protocol, Job& job) {
@@ -527,8 +520,8 @@ void Worker::report(ItemEventProtocol& protocol, Job& job) {
                             *page);
     } else if (const auto* document = std::get_if<Document>(&job.answer)) {
         protocol.finished(id, *document);
-    } else if (auto* opened = std::get_if<OpenedDocument>(&job.answer)) {
-        protocol.streamsOpened(id, opened->document, std::move(opened->stream));
+    } else if (const auto* opened = std::get_if<OpenedDocument>(&job.answer)) {
+        protocol.streamsOpened(id, opened->document, opened->stream);
     } else if (const auto* session = std::get_if<DocumentSession>(&job.answer)) {
         protocol.sessionOpened(id, *session);
     } else {
@@ -548,6 +541,12 @@ void Worker::releaseSession(const Job& job) noexcept {
         service->releaseSession(*session);
     } catch (...) {
         // Then it has ended already, or the service keeps it: nobody is left who could be told.
+    }
+}
+
+void Worker::releaseSessions(const Jobs& jobs) noexcept {
+    for (const Job& job : jobs) {
+        releaseSession(job);
     }
 }
 
@@ -571,6 +570,10 @@ unsigned long Worker::collect() {
             report(job.front());
         } catch (const std::bad_alloc&) {
             putBack(job);
+            releaseSessions(job);
+            throw;
+        } catch (...) {
+            releaseSessions(job);
             throw;
         }
     }

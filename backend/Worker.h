@@ -161,6 +161,7 @@ class Worker : public OperationHandler {
     static void report(Job& job);
     static void report(ItemEventProtocol& protocol, Job& job);
     static void releaseSession(const Job& job) noexcept;
+    static void releaseSessions(const Jobs& jobs) noexcept;
 
     FileDescriptor _event;  ///< An eventfd(2): non-zero while something can be collected.
     const std::exception_ptr _shutDown;

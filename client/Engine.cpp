@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cerrno>
 #include <stdexcept>
+#include <utility>
 
 #include "backend/SystemError.h"
 #include "service/LocalIds.h"
@@ -115,6 +116,10 @@ void Client::Engine::concludeAll() noexcept {
         } catch (...) {
             more = true;
         }
+    }
+    // What a service did that there was no memory to take.
+    for (auto& [operationId, undertaking] : std::exchange(_undertakings, {})) {
+        conclude(undertaking, operationId, {_outOfMemory, nullptr, std::nullopt});
     }
 }
 

@@ -107,6 +107,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
         ActionKind kind;
         unsigned long entryId;
         std::weak_ptr<Action::State> state;
+        EventQueue::Room room;  // For its outcome.
     };
     using Undertakings = std::map<unsigned long, Undertaking>;  // By operation id.
 
@@ -265,8 +266,8 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void undo(const Undertakings& failing, Nimra::Reason reason) noexcept;
     void undo(const Undertaking& undertaking, unsigned long operationId,
               Nimra::Reason reason) noexcept;
-    void conclude(const Undertaking& undertaking, unsigned long operationId,
-                  Result result) noexcept;
+    void conclude(Undertaking& undertaking, unsigned long operationId, Result result) noexcept;
+    static void keep(const Outcome& outcome, Outcome& kept) noexcept;
 
     // --- What is shown of entries (EngineView.cpp) ------------------------------------------
 

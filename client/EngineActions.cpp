@@ -152,7 +152,7 @@ Action Client::Engine::undertake(ActionKind kind, const std::shared_ptr<Item>& i
     state->outcome.kind = kind;
     state->outcome.entryId = id;
     Undertakings prepared;
-    prepared.emplace(0, Undertaking{kind, id, state});
+    prepared.emplace(0, Undertaking{kind, id, state, EventQueue::makeRoom()});
     const Before before = isCreation(kind) ? Before{{id, std::nullopt}} : this->before({id});
     if (isEdit(kind)) {
         const Shown served = isCreation(kind) ? std::nullopt : Shown(stateOf(*item));
@@ -161,7 +161,7 @@ Action Client::Engine::undertake(ActionKind kind, const std::shared_ptr<Item>& i
     try {
         state->outcome.operationId = send();
     } catch (...) {
-        dropContent({kind, id, {}});
+        dropContent({kind, id, {}, {}});
         takeBack(id, 0);
         throw;
     }
@@ -473,7 +473,7 @@ void Client::Engine::finished(unsigned long operationId, const Nimra::Document& 
     if (taken.empty()) {
         return;
     }
-    const Undertaking& undertaking = taken.at(operationId);
+    Undertaking& undertaking = taken.at(operationId);
     const unsigned long id = undertaking.entryId;
     const bool isMade = isCreation(undertaking.kind);
     if (isMade && (document.id == 0 || Nimra::isLocalId(document.id))) {
@@ -606,7 +606,7 @@ void Client::Engine::failAction(unsigned long operationId, Undertakings failing,
     addWaitingFor(failing.at(operationId), failing);
     undo(failing, error.reason());
     const Nimra::ServiceError reason = reasonFor(error);
-    for (const auto& [id, undertaking] : failing) {
+    for (auto& [id, undertaking] : failing) {
         conclude(undertaking, id, {id == operationId ? error : reason, nullptr, std::nullopt});
     }
 }
@@ -678,20 +678,24 @@ void Client::Engine::undo(const Undertaking& undertaking, unsigned long operatio
 
 void Client::Engine::streamsOpened(unsigned long operationId, const Nimra::Document& /*document*/,
                                    std::shared_ptr<Nimra::DocumentStream> stream) {
-    for (const auto& [id, undertaking] : takeUndertaking(operationId)) {
+    for (auto& [id, undertaking] : takeUndertaking(operationId)) {
         conclude(undertaking, id, {std::nullopt, std::move(stream), std::nullopt});
     }
 }
 
 void Client::Engine::sessionOpened(unsigned long operationId,
                                    const Nimra::DocumentSession& session) {
-    for (const auto& [id, undertaking] : takeUndertaking(operationId)) {
-        try {
-            conclude(undertaking, id, {std::nullopt, nullptr, session});
-        } catch (...) {
-            conclude(undertaking, id, {_outOfMemory, nullptr, std::nullopt});
-        }
+    const auto known = _undertakings.find(operationId);
+    if (known == _undertakings.end()) {
+        return;
     }
+    // Without memory for this the answer comes again.
+    Result result{std::nullopt, nullptr, session};
+    if (const std::shared_ptr<Action::State> state = known->second.state.lock()) {
+        state->outcome.session = session;
+    }
+    Undertakings taken = takeUndertaking(operationId);
+    conclude(taken.at(operationId), operationId, std::move(result));
 }
 
 void Client::Engine::progress(unsigned long operationId, unsigned long done, unsigned long total) {
@@ -705,8 +709,8 @@ Client::Engine::Undertakings Client::Engine::takeUndertaking(unsigned long opera
     return taken;
 }
 
-// Whoever waits hears of the end, even without memory for the event, or would wait for ever.
-void Client::Engine::conclude(const Undertaking& undertaking, unsigned long operationId,
+// Whoever waits hears of the end, whatever memory there is, or would wait for ever.
+void Client::Engine::conclude(Undertaking& undertaking, unsigned long operationId,
                               Result result) noexcept {
     Outcome outcome;
     outcome.state = result.error ? ActionState::Failed : ActionState::Done;
@@ -718,11 +722,25 @@ void Client::Engine::conclude(const Undertaking& undertaking, unsigned long oper
     outcome.session = std::move(result.session);
     try {
         outcome.entry = valuesOf(outcome.entryId);
-        events.push(outcome);
     } catch (...) {
+        // It is told without.
     }
     if (const std::shared_ptr<Action::State> state = undertaking.state.lock()) {
-        state->outcome = std::move(outcome);
+        keep(outcome, state->outcome);
+    }
+    events.push(std::move(undertaking.room), std::move(outcome));
+}
+
+// Without memory for what the entry says, all else is kept.
+void Client::Engine::keep(const Outcome& outcome, Outcome& kept) noexcept {
+    kept.state = outcome.state;
+    kept.entryId = outcome.entryId;
+    kept.error = outcome.error;
+    kept.stream = outcome.stream;
+    try {
+        kept.entry = outcome.entry;
+    } catch (...) {
+        kept.entry.reset();
     }
 }
 

@@ -26,18 +26,21 @@ bool EventQueue::hasListeners() const {
     return !_listeners.empty();
 }
 
-void EventQueue::push(Event event) {
-    Tellings telling;
-    telling.push_back({std::move(event), 0, 0});
+EventQueue::Room EventQueue::makeRoom() { return Room(1); }
+
+void EventQueue::push(Event event) { push(makeRoom(), std::move(event)); }
+
+void EventQueue::push(Room room, Event event) {
+    room.front().event = std::move(event);
     const std::lock_guard lock(_mutex);
     if (!_listeners.empty()) {
-        telling.front().until = _lastId;
-        _tellings.splice(_tellings.end(), telling);
+        room.front().until = _lastId;
+        _tellings.splice(_tellings.end(), room);
     }
 }
 
 void EventQueue::deliver() {
-    Tellings told;  // Destroyed outside the lock.
+    std::list<Telling> told;  // Destroyed outside the lock.
     std::unique_lock lock(_mutex);
     if (_delivering) {
         return;
@@ -64,7 +67,7 @@ void EventQueue::deliver() {
 }
 
 // Under the lock: empty when everybody has been told everything. Moves what has been to `told`.
-std::shared_ptr<const EventQueue::Listener> EventQueue::nextToTell(Tellings& told) {
+std::shared_ptr<const EventQueue::Listener> EventQueue::nextToTell(std::list<Telling>& told) {
     while (!_tellings.empty()) {
         Telling& telling = _tellings.front();
         const auto next = _listeners.upper_bound(telling.told);

@@ -35,9 +35,9 @@ struct Outcome {
     /// What it was done to, under the id it has now; 0 for an action that was refused at once.
     unsigned long entryId = 0;
     /// What the entry says now, actions under way included; empty when it is gone: removed, or, of
-    /// a creation that failed, never made.
+    /// a creation that failed, never made; or when memory did not suffice.
     std::optional<EntryValues> entry;
-    std::optional<Nimra::ServiceError> error;       ///< Of a failed action, if memory sufficed.
+    std::optional<Nimra::ServiceError> error;       ///< Of a failed action.
     std::shared_ptr<Nimra::DocumentStream> stream;  ///< Of a document that was opened.
     std::optional<Nimra::DocumentSession> session;  ///< Of a session that was opened.
 };

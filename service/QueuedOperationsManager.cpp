@@ -363,7 +363,7 @@ QueuedOperationsManager::Operations QueuedOperationsManager::takeReady() {
 }
 
 QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(
-    unsigned long localId) noexcept {
+    unsigned long localId) {
     const std::lock_guard lock(_mutex);
     Operations taken;
     for (auto operation = _operations.begin(); operation != _operations.end();) {
@@ -414,7 +414,7 @@ void QueuedOperationsManager::putRightBehind(Operations::iterator cancelled) {
     }
 }
 
-std::unique_ptr<Nimra::Operation> QueuedOperationsManager::takeFirst() noexcept {
+std::unique_ptr<Nimra::Operation> QueuedOperationsManager::takeFirst() {
     const std::lock_guard lock(_mutex);
     return extract(_operations.begin());
 }

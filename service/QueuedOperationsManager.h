@@ -84,9 +84,9 @@ class QueuedOperationsManager {
     /// For when `localId` will never be known: whatever needs it, in order, and whatever needs a
     /// document that one of these would have created. Needs no memory: what was not made comes to
     /// an end in any case.
-    Operations takeWaitingFor(unsigned long localId) noexcept;
+    Operations takeWaitingFor(unsigned long localId);
     /// The first one, whatever it waits for; empty when nothing is parked. Needs no memory either.
-    std::unique_ptr<Nimra::Operation> takeFirst() noexcept;
+    std::unique_ptr<Nimra::Operation> takeFirst();
     /// The operation of that id; empty when it is not parked. What needs the document that it would
     /// have created stays. What is parked behind a move, on the same item, looks for it where it
     /// stays.

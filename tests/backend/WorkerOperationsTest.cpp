@@ -7,6 +7,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -446,6 +447,36 @@ TEST_F(WorkerOperationsTest, ASessionThatReachesNobodyIsReleased) {
     }
     expectFree();
     EXPECT_EQ(diary.lines.size(), 1U);
+}
+
+TEST_F(WorkerOperationsTest, ASessionThatThereWasNoMemoryToTakeIsHeldAndToldAgain) {
+    const unsigned long a = create("a").id;
+    queueLoad(1, &service, "/v1/documents/1/" + std::to_string(a) + "/session");
+    diary.also = [](const std::string&) { throw std::bad_alloc(); };
+    EXPECT_THROW(finish(1), std::bad_alloc);
+    diary.also = nullptr;
+    expectRefusal([&] { service.openSession(1, a, 8); }, Reason::Refused, "session");
+    EXPECT_EQ(worker.collect(), 1U);
+    EXPECT_THAT(diary.lines, ElementsAre("1 session", "1 session"));
+    EXPECT_NO_THROW(service.releaseSession(diary.session));
+}
+
+TEST_F(WorkerOperationsTest, ASessionThatThereWasNoMemoryToTakeAtTheEndIsReleased) {
+    const unsigned long a = create("a").id;
+    queueLoad(1, &service, "/v1/documents/1/" + std::to_string(a) + "/session");
+    diary.also = [](const std::string&) { throw std::bad_alloc(); };
+    worker.stop();
+    EXPECT_THROW(worker.collect(), std::bad_alloc);
+    EXPECT_NO_THROW(service.releaseSession(service.openSession(1, a, 8)));
+}
+
+TEST_F(WorkerOperationsTest, AnOpenedDocumentThatThereWasNoMemoryToTakeIsToldAgain) {
+    queue(1, create("a"), Streams);
+    diary.also = [](const std::string&) { throw std::bad_alloc(); };
+    EXPECT_THROW(finish(1), std::bad_alloc);
+    diary.also = nullptr;
+    EXPECT_EQ(worker.collect(), 1U);
+    EXPECT_NE(diary.stream, nullptr);
 }
 
 TEST_F(WorkerOperationsTest, ASessionThatIsReleasedTwiceOrWithItsServiceSilentDoesNoHarm) {

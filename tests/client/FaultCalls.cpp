@@ -177,7 +177,7 @@ ClientCalls answers() {
              w.keep(w.client.list(W::Root, reloaded()));
              w.awaitAnswer();
          },
-         pollAll},
+         pollAll, false, false, false},
         {"poll, listing under edits",
          [](W& w) {
              w.service.hold();
@@ -224,7 +224,7 @@ ClientCalls answers() {
              w.keep(w.client.find("a", Freshness::Reload));
              w.awaitAnswer();
          },
-         pollAll},
+         pollAll, false, false, false},
         {"poll, failed",
          [](W& w) {
              w.service.failWith(Nimra::ServiceError(Nimra::Reason::NoPermission, LongName));

@@ -77,6 +77,8 @@ struct ClientCall {
     bool undertakes = false;
     /// Done again after it was done, it is refused by the service, or at once.
     bool onlyOnce = false;
+    /// What the service has can be known from what it has said; else a listing must be reloaded.
+    bool isTold = true;
 };
 
 using ClientCalls = std::vector<ClientCall>;

@@ -292,8 +292,8 @@ class DirectoryCache {
 
     // --- Changes made elsewhere. -----------------------------------------------------------
 
-    /// Gives a cached entry its new parent; true when it is there and has another one than before.
-    /// Directories are not touched. The store's mutex for the look-up only.
+    /// Gives a cached entry, which must be there, its new parent; true when it has another one
+    /// than before. Directories are not touched. The store's mutex for the look-up only.
     bool onRemoteObjectMoved(unsigned long newParentId, unsigned long itemId);
 
     // --- For diagnosis and statistics. No lock. --------------------------------------------

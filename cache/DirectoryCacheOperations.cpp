@@ -31,7 +31,7 @@ unsigned long DirectoryCache::handOver(std::unique_ptr<Nimra::Operation> operati
 
 bool DirectoryCache::onRemoteObjectMoved(unsigned long newParentId, unsigned long itemId) {
     const std::shared_ptr<ItemInternal> item = OrmekCast::castItemInternal(getItemInternal(itemId));
-    if (!item || item->parentId() == newParentId) {
+    if (item->parentId() == newParentId) {
         return false;
     }
     item->oldParentId(item->parentId());

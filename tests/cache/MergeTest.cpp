@@ -1093,21 +1093,6 @@ TEST_F(RemoteMoveTest, OnlyTheLookUpIsTraced) {
     EXPECT_EQ(trace.text(), inStore(80, 70, 1));
 }
 
-TEST_F(RemoteMoveTest, UnknownItemIsNotMovedAndNotEntered) {
-    EXPECT_FALSE(cache.onRemoteObjectMoved(80, 1));
-
-    EXPECT_EQ(trace.text(), notInStore(1));
-    EXPECT_TRUE(wired.probe.items().empty());
-}
-
-TEST_F(RemoteMoveTest, EmptyEntryIsAnUnknownItem) {
-    wired.probe.items()[1] = nullptr;
-
-    EXPECT_FALSE(cache.onRemoteObjectMoved(80, 1));
-
-    EXPECT_EQ(trace.text(), notInStore(1));
-}
-
 TEST_F(RemoteMoveTest, DirectoriesAndOperationsAreLeftAlone) {
     const auto from = addDirectory(folderFilter(70));
     const auto to = addDirectory(folderFilter(80));

@@ -115,14 +115,14 @@ void DirectoryCache::printAllItems() {
 
 std::shared_ptr<Container> DirectoryCache::castContainer(std::shared_ptr<Item> item) {
     if (ContainerInternal* container = item ? containerWriteSide(*item) : nullptr) {
-        return {std::move(item), container};
+        return {item, container};
     }
     return std::dynamic_pointer_cast<Container>(item);
 }
 
 std::shared_ptr<Object> DirectoryCache::castObject(std::shared_ptr<Item> item) {
     if (ObjectInternal* object = item ? objectWriteSide(*item) : nullptr) {
-        return {std::move(item), object};
+        return {item, object};
     }
     return std::dynamic_pointer_cast<Object>(item);
 }

@@ -34,7 +34,7 @@ class Edits {
         State to;  ///< Of a creation all of it, else what the action is about.
     };
 
-    bool has(unsigned long entryId) const { return _entries.count(entryId) != 0; }
+    bool has(unsigned long entryId) const { return _entries.contains(entryId); }
     /// Whether the service has an entry with steps.
     bool isServed(unsigned long entryId) const;
 

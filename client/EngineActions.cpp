@@ -17,6 +17,8 @@ constexpr const char* HandlerName = "Requests";
 constexpr unsigned int CreateKind = 2;
 constexpr unsigned char FolderType = 8;
 
+std::string quoted(const std::string& name) { return '"' + name + '"'; }
+
 [[noreturn]] void refuse(const std::string& text) {
     throw Nimra::ServiceError(Nimra::Reason::Refused, text);
 }
@@ -30,10 +32,10 @@ void checkName(const std::string& name) {
         refuse("an entry needs a name");
     }
     if (name == "." || name == "..") {
-        refuse("\"" + name + "\" cannot be an entry's name");
+        refuse(quoted(name) + " cannot be an entry's name");
     }
     if (name.find('/') != std::string::npos) {
-        refuse("\"" + name + "\": a name cannot have a slash in it");
+        refuse(quoted(name) + ": a name cannot have a slash in it");
     }
     if (name.find('\0') != std::string::npos) {
         refuse("a name cannot have a NUL in it");
@@ -74,7 +76,7 @@ std::shared_ptr<Item> Client::Engine::heldByPath(const std::string& path) {
             item = heldIn(item->id(), part);
         }
         if (!item) {
-            refuseUnknown("\"" + path + "\": \"" + part + "\" is not held");
+            refuseUnknown(quoted(path) + ": " + quoted(part) + " is not held");
         }
     }
     return item;
@@ -103,7 +105,7 @@ std::shared_ptr<Item> Client::Engine::actedOn(const Target& target) {
 std::shared_ptr<Item> Client::Engine::folderFor(const Target& target) {
     std::shared_ptr<Item> item = held(target);
     if (!isContainer(*item)) {
-        refuse("\"" + item->name() + "\" is not a folder");
+        refuse(quoted(item->name()) + " is not a folder");
     }
     return item;
 }
@@ -325,10 +327,10 @@ Action Client::Engine::move(const Target& target, const Target& folder) {
         const unsigned long oldFolderId = item->parentId();
         const unsigned long newFolderId = folderFor(folder)->id();
         if (newFolderId == oldFolderId) {
-            refuse("\"" + item->name() + "\" is in that folder already");
+            refuse(quoted(item->name()) + " is in that folder already");
         }
         if (isWithin(newFolderId, id)) {
-            refuse("\"" + item->name() + "\" cannot be moved into itself");
+            refuse(quoted(item->name()) + " cannot be moved into itself");
         }
         return undertake(ActionKind::Move, item, {newFolderId, {}, {}}, [&] {
             // The cache looks at the item alone, and would send it at once.
@@ -378,7 +380,7 @@ Action Client::Engine::open(const Target& target) {
         const unsigned long id = item->id();
         const unsigned long folderId = item->parentId();
         if (isContainer(*item)) {
-            refuse("\"" + item->name() + "\" is a folder");
+            refuse(quoted(item->name()) + " is a folder");
         }
         return undertake(ActionKind::Open, item, {}, [&] {
             return _cache.getStreams(folderId, id, userFor({id, folderId}), item->name(), this);
@@ -392,7 +394,7 @@ Action Client::Engine::openSession(const Target& target) {
         const unsigned long id = item->id();
         const unsigned long folderId = item->parentId();
         if (isContainer(*item)) {
-            refuse("\"" + item->name() + "\" is a folder: sessions are for documents");
+            refuse(quoted(item->name()) + " is a folder: sessions are for documents");
         }
         return undertake(ActionKind::OpenSession, item, {}, [&] {
             const bool waits = Nimra::isLocalId(id) || Nimra::isLocalId(folderId);
@@ -422,7 +424,7 @@ bool Client::Engine::cancel(unsigned long operationId) {
         }
         return true;
     }
-    return _undertakings.count(operationId) != 0 && _worker.cancel(operationId);
+    return _undertakings.contains(operationId) && _worker.cancel(operationId);
 }
 
 void Client::Engine::setOnline(bool online) {
@@ -652,9 +654,8 @@ void Client::Engine::undo(const Undertakings& failing, Nimra::Reason reason) noe
     } catch (...) {
         // Without memory for more, the outcomes alone are told.
     }
-    for (auto one = failing.rbegin(); one != failing.rend(); ++one) {
-        undo(one->second, one->first, reason);
-    }
+    std::for_each(failing.rbegin(), failing.rend(),
+                  [&](const auto& one) { undo(one.second, one.first, reason); });
     tell(before);
 }
 

@@ -70,7 +70,7 @@ std::shared_ptr<Item> Client::Engine::bringIn(Nimra::Document& document) {
 }
 
 std::shared_ptr<Item> Client::Engine::bringIn(Nimra::Folder& folder) {
-    if (const auto known = _cache.getItemInternal(folder.id)) {
+    if (auto known = _cache.getItemInternal(folder.id)) {
         refreshFolder(folder);
         return known;
     }

@@ -125,7 +125,7 @@ void Listings::eachAbsent(const QueryResult& listing, Use use) {
 const Listings::Spot* Listings::spotIn(const QueryResult& listing, unsigned long folderId,
                                        unsigned long id) const {
     const auto known = _spots.find(id);
-    if (known == _spots.end() || known->second.count(folderId) == 0) {
+    if (known == _spots.end() || !known->second.contains(folderId)) {
         return nullptr;
     }
     const std::vector<Spot>& spots = known->second.at(folderId);
@@ -154,7 +154,7 @@ void Listings::leave(unsigned long folderId, unsigned long id) noexcept {
 void Listings::enter(const std::shared_ptr<Item>& entry) {
     const unsigned long folderId = entry->parentId();
     const auto remembered = _spots.find(entry->id());
-    const bool returns = remembered != _spots.end() && remembered->second.count(folderId) != 0;
+    const bool returns = remembered != _spots.end() && remembered->second.contains(folderId);
     eachOf(folderId, [&](QueryResultInternal& listing) {
         if (!listing.filter().matchesQuery(*entry)) {
             return;

@@ -362,8 +362,7 @@ QueuedOperationsManager::Operations QueuedOperationsManager::takeReady() {
     return taken;
 }
 
-QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(
-    unsigned long localId) {
+QueuedOperationsManager::Operations QueuedOperationsManager::takeWaitingFor(unsigned long localId) {
     const std::lock_guard lock(_mutex);
     Operations taken;
     for (auto operation = _operations.begin(); operation != _operations.end();) {

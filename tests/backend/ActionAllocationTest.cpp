@@ -16,6 +16,7 @@
 #include "backend/EntryName.h"
 #include "tests/backend/ActionFixture.h"
 #include "tests/support/AllocationFaults.h"
+#include "tests/support/FaultPoints.h"
 #include "tests/support/SystemCallFaults.h"
 
 namespace Nimra {
@@ -150,7 +151,7 @@ TEST_P(ActionAllocationTest, WhatIsCalledFailedHasNotTakenEffect) {
         ASSERT_FALSE(HasFailure()) << "allocation number " << nth;
     }
     EXPECT_GT(nth, 1U);
-    RecordProperty("Allocations", static_cast<int>(nth - 1));
+    Ormek::Testing::noteFaultPoints(nth - 1);
 }
 
 const std::vector<Action> Actions = {

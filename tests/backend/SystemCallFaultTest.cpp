@@ -27,6 +27,7 @@
 #include "backend/SystemError.h"
 #include "backend/Worker.h"
 #include "tests/backend/ActionFixture.h"
+#include "tests/support/FaultPoints.h"
 #include "tests/support/SystemCallFaults.h"
 
 namespace Nimra {
@@ -337,20 +338,16 @@ class SystemCallFaultTest : public testing::TestWithParam<Request> {
         EXPECT_EQ(listed, present);
     }
 
-    static int total;
-
     Ormek::Testing::UnsyncedDisk unsynced;
     std::vector<std::string> calls;
     std::string answer;
     std::map<std::string, std::string> disk;
 };
 
-int SystemCallFaultTest::total = 0;
-
 TEST_P(SystemCallFaultTest, EveryCallMayFailOnce) {
     ASSERT_NO_FATAL_FAILURE(learn());
     std::map<std::string, unsigned> made;
-    int points = 0;
+    unsigned long points = 0;
     for (const std::string& call : calls) {
         const unsigned nth = ++made[call];
         ASSERT_TRUE(Mishaps.contains(call)) << call;
@@ -361,10 +358,7 @@ TEST_P(SystemCallFaultTest, EveryCallMayFailOnce) {
             ++points;
         }
     }
-    total += points;
-    RecordProperty("FaultPoints", points);
-    std::cout << calls.size() << " calls, " << points << " fault points, " << total
-              << " up to here\n";
+    Ormek::Testing::noteFaultPoints(points);
 }
 
 /// What is made durable after it has taken effect.

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <mutex>
 
+#include "tests/support/FaultPoints.h"
 #include "tests/support/SilentOutput.h"
 
 namespace Ormek::Testing {
@@ -85,8 +86,7 @@ void tryEveryFault(const CacheOperations& family,
         FaultTrial one(operation);
         tried += trial(one);
     }
-    testing::Test::RecordProperty("fault_points", std::to_string(tried));
-    std::printf("fault points tried: %lu\n", tried);
+    noteFaultPoints(tried);
 }
 
 }  // namespace Ormek::Testing

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
@@ -80,6 +81,24 @@ TEST_F(ForeignEntriesTest, ObjectUnderAContainersIdKeepsItOutOfTheDirectory) {
     EXPECT_NE(trace.text().find("Ormek::DirectoryCache::addContainer 2:  containerPtr ID: 0\n"
                                 "Adding container to queryresult\n"),
               std::string::npos);
+}
+
+/// A directory that an embedder has made more of.
+class NamedDirectory : public QueryResultInternal {
+  public:
+    using QueryResultInternal::QueryResultInternal;
+    std::string name = "inbox";
+};
+
+TEST_F(ForeignEntriesTest, DirectoryOfADerivedClassIsFilledLikeOneOfTheCachesOwn) {
+    const auto directory = std::make_shared<NamedDirectory>(folderFilter(2));
+    wired.probe.directories().push_back(directory);
+    const auto added = cache.addObject(*makeObject(1, 2, "object"), false);
+    EXPECT_EQ(directory->items(), (std::vector<std::shared_ptr<Item>>{added}));
+    EXPECT_EQ(cache.getDirectory(folderFilter(2)), directory);
+    cache.removeItem(2, 1);
+    EXPECT_THAT(directory->items(), IsEmpty());
+    EXPECT_EQ(directory->name, "inbox");
 }
 
 /// An entry that cannot be asked for its folder.

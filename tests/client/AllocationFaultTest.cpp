@@ -2,12 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <new>
 #include <ostream>
 #include <string>
 
 #include "tests/client/FaultWorld.h"
+#include "tests/support/FaultPoints.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -131,8 +131,7 @@ TEST_P(ClientCallTest, WithoutMemoryFailsOrPassesAndTheClientWorksOn) {
     for (const ClientCall& call : GetParam().family()) {
         tried += ClientTrial(call).failAtEveryAllocation();
     }
-    testing::Test::RecordProperty("fault_points", std::to_string(tried));
-    std::printf("fault points tried: %lu\n", tried);
+    noteFaultPoints(tried);
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, ClientCallTest,

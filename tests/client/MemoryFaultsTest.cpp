@@ -8,6 +8,7 @@
 #include "model/Container.h"
 #include "tests/client/ActingFixture.h"
 #include "tests/support/AllocationFaults.h"
+#include "tests/support/FaultPoints.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -115,6 +116,7 @@ class MemoryFaultsTest : public ::testing::Test {
             trial.expectServersPicture();
         }
         EXPECT_GT(failing, 1U);
+        noteFaultPoints(failing - 1);
     }
     static void collect(Trial& trial) { trial.client().collect(); }
 

@@ -1,16 +1,15 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
-#include <cstdio>
 #include <memory>
 #include <new>
-#include <string>
 #include <vector>
 
 #include "tests/model/ListingTrial.h"
 #include "tests/model/ListingWorld.h"
 #include "tests/support/AllocationFaults.h"
 #include "tests/support/Fakes.h"
+#include "tests/support/FaultPoints.h"
 #include "tests/support/FixedCases.h"
 
 namespace Ormek::Testing {
@@ -20,11 +19,6 @@ using Steps = std::vector<ListingStep>;
 using Kind = ListingStep::Kind;
 
 AllocationFaults armed(unsigned long nth) { return AllocationFaults(nth); }
-
-void report(unsigned long tried) {
-    testing::Test::RecordProperty("fault_points", std::to_string(tried));
-    std::printf("fault points tried: %lu\n", tried);
-}
 
 rc::Gen<unsigned long> number(unsigned long end) {
     return rc::gen::resize(rc::kNominalSize, rc::gen::inRange(0ul, end));
@@ -65,7 +59,7 @@ TEST(ListingAllocationFaultTest, ACallWithoutMemoryChangesNothingWhateverWentBef
             RC_FAIL(trial.wrong());
         }
     }));
-    report(tried);
+    noteFaultPoints(tried);
 }
 
 /// Gives back how many faults were tried.
@@ -92,7 +86,7 @@ TEST(ListingAllocationFaultTest, NoCallOnABusyListingDoesHalfOfItsWork) {
             tried += expectNoHarm({busy(), step, {{Kind::AddItems, 2, 4}}});
         }
     }
-    report(tried);
+    noteFaultPoints(tried);
 }
 
 // Longer than what is allocated in one go.

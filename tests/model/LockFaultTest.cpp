@@ -2,15 +2,14 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <functional>
-#include <string>
 #include <system_error>
 #include <vector>
 
 #include "model/QueryResultInternal.h"
 #include "tests/model/ListingTrial.h"
 #include "tests/support/Fakes.h"
+#include "tests/support/FaultPoints.h"
 #include "tests/support/LockFaults.h"
 
 namespace Ormek::Testing {
@@ -34,8 +33,7 @@ TEST(ListingLockTest, ThatFailsChangesNothing) {
             [](unsigned long nth) { return LockFaults(nth, EAGAIN); });
         EXPECT_EQ(trial.wrong(), "") << story;
     }
-    RecordProperty("fault_points", std::to_string(tried));
-    std::printf("fault points tried: %lu\n", tried);
+    noteFaultPoints(tried);
 }
 
 /// Whether the call reports the failure of its n-th lock.

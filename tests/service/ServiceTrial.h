@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 
 #include "tests/service/ServiceOperations.h"
 #include "tests/support/AllocationFaults.h"
+#include "tests/support/FaultPoints.h"
 
 namespace Ormek::Testing {
 
@@ -57,8 +57,7 @@ void tryEveryServiceFault(Arm arm) {
         }
         tried += nth - 1;
     }
-    testing::Test::RecordProperty("fault_points", std::to_string(tried));
-    std::printf("fault points tried: %lu\n", tried);
+    noteFaultPoints(tried);
 }
 
 }  // namespace Ormek::Testing

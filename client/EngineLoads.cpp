@@ -278,6 +278,11 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page, Outdated&
     }
     const std::optional<unsigned long> heldElsewhere = heldOutside(load, page.totalCount);
     setArrivalsAside(load);
+    // The cache puts what is new in the place of what has its name, and that may be gone.
+    const unsigned long folderId = load.filter.dataIds().front();
+    for (const unsigned long id : _listings.namesakes(folderId, page)) {
+        doubt(folderId, id);
+    }
     addToCache(load, page);
     keepEdits(load, delivered);
     if (load.doubted) {
@@ -285,11 +290,11 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page, Outdated&
     }
     if (load.kind == LoadKind::Listing) {
         // What was found by name before may be gone now.
-        forgetFound(load.filter.dataIds().front());
+        forgetFound(folderId);
     }
     tell(before, wasLoaded);
     if (doubtDelivered(load, delivered)) {
-        outdated.insert(load.filter.dataIds().front());
+        outdated.insert(folderId);
     }
     if (!load.doubted && !stillHeld(load, heldElsewhere)) {
         tellUnexplained(load, outdated);

@@ -168,6 +168,21 @@ void Listings::enter(const std::shared_ptr<Item>& entry) {
     });
 }
 
+std::set<unsigned long> Listings::namesakes(unsigned long folderId, const Nimra::Page& page) const {
+    std::set<unsigned long> ids;
+    eachOf(folderId, [&](const QueryResult& listing) {
+        const auto look = [&](const auto& record) {
+            const std::shared_ptr<Item> named = listing.itemByName(record.name);
+            if (named && named->id() != record.id) {
+                ids.insert(named->id());
+            }
+        };
+        std::for_each(page.folders.begin(), page.folders.end(), look);
+        std::for_each(page.documents.begin(), page.documents.end(), look);
+    });
+    return ids;
+}
+
 void Listings::refit(const std::shared_ptr<Item>& entry) noexcept {
     const unsigned long folderId = entry->parentId();
     eachOf(folderId, [&](QueryResultInternal& listing) {

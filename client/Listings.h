@@ -3,10 +3,12 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
 #include "cache/DirectoryCache.h"
+#include "service/Page.h"
 
 namespace Ormek {
 
@@ -38,6 +40,8 @@ class Listings {
     /// An entry has another name: searches in its folder that it belongs to now have it, others do
     /// not.
     void refit(const std::shared_ptr<Item>& entry) noexcept;
+    /// The entries in listings of a folder that have the name of another one on this page of it.
+    std::set<unsigned long> namesakes(unsigned long folderId, const Nimra::Page& page) const;
     /// Every page of every listing of the folder and of its tags, but for `except`, is to be loaded
     /// before it is shown again. Returns whether there was any such listing.
     bool invalidate(unsigned long folderId, const QueryResult* except = nullptr) noexcept;

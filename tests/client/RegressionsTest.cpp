@@ -290,6 +290,25 @@ TEST_F(RegressionsTest, EntryOfALatePageIsForgottenOnceTheListingIsKnownWithoutI
     EXPECT_EQ(client().item(id), nullptr);
 }
 
+TEST_F(RegressionsTest, EntryWhoseNameAnotherOneHasNowIsForgottenOnceTheListingIsKnownWithoutIt) {
+    const unsigned long id = addFolder(Root, "a");
+    addFolder(Root, "b");
+    list(Root);
+    tree.remove(id);
+    addDocument(Root, "a");
+    ListOptions documents;
+    documents.kind = ListKind::Documents;
+    list(Root, documents);
+    documents.freshness = Freshness::Reload;
+    list(Root, documents);
+    ListOptions all;
+    all.freshness = Freshness::Reload;
+    list(Root, all);
+
+    EXPECT_EQ(client().item(id), nullptr);
+    EXPECT_THAT(toldOf<EntryRemoved>(), ElementsAre(id));
+}
+
 // --- Sessions ----------------------------------------------------------------------------------
 
 TEST_F(RegressionsTest, SessionThatEndedWithItsDocumentIsReleasedWithoutAWord) {

@@ -340,6 +340,11 @@ void Client::Engine::receive(Record& record, Outdated& outdated) {
         leave(*known, record.parentId);
     } else if (known->name() != record.name) {
         outdated.insert(record.parentId);
+        // Searches are answered from memory, too, while the service is off.
+        if (const auto internal = OrmekCast::castItemInternal(known)) {
+            internal->name(record.name);
+            _listings.refit(known);
+        }
     }
 }
 

@@ -263,6 +263,22 @@ TEST_F(RegressionsTest, EntryThatOnlyALookUpHasBroughtIsForgottenOnceTheListingI
     EXPECT_EQ(client().item(id), nullptr);
 }
 
+TEST_F(RegressionsTest, EntryThatAPageBringsUnderAnotherNameIsInTheSearchesForThatName) {
+    const unsigned long id = addDocument(Root, "ab");
+    ListOptions forA;
+    forA.search = "a";
+    ListOptions forC;
+    forC.search = "c";
+    list(Root, forA);
+    list(Root, forC);
+    tree.relocate(id, Root, "bc");
+    list(Root);
+    client().setOnline(false);
+
+    EXPECT_THAT(names(Root, forA), IsEmpty());
+    EXPECT_THAT(names(Root, forC), ElementsAre("bc"));
+}
+
 TEST_F(RegressionsTest, ListingThatLacksWhatALookUpHasBroughtIsLoadedAgain) {
     addDocument(Root, "a");
     list(Root);

@@ -35,9 +35,15 @@ void Session::drain() {
         const std::lock_guard lock(_eventsMutex);
         events.swap(_events);
     }
-    if (_manner != Manner::InTurns || _supervisor.done(Call::Load) != _loadsCollected) {
-        _picture.doubtAbsence();
-    }
+    // Between any two events a page may have brought back without a word what was gone.
+    const bool mayReturn =
+        _manner != Manner::InTurns || _supervisor.done(Call::Load) != _loadsCollected;
+    const auto doubt = [&] {
+        if (mayReturn) {
+            _picture.doubtAbsence();
+        }
+    };
+    doubt();
     for (const Event& event : events) {
         std::visit(
             [this](const auto& one) {
@@ -62,6 +68,7 @@ void Session::drain() {
                 }
             },
             event);
+        doubt();
     }
 }
 

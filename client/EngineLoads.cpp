@@ -280,10 +280,18 @@ void Client::Engine::mergeEntries(const Load& load, Nimra::Page& page, Outdated&
     setArrivalsAside(load);
     // The cache puts what is new in the place of what has its name, and that may be gone.
     const unsigned long folderId = load.filter.dataIds().front();
-    for (const unsigned long id : _listings.namesakes(folderId, page)) {
+    const std::set<unsigned long> namesakes = _listings.namesakes(folderId, page);
+    for (const unsigned long id : namesakes) {
         doubt(folderId, id);
     }
     addToCache(load, page);
+    // What an action shows there stays.
+    for (const unsigned long id : namesakes) {
+        const Shown shown = _edits.shown(id);
+        if (shown && shown->folderId == folderId) {
+            _listings.enter(_cache.getItemInternal(id));
+        }
+    }
     keepEdits(load, delivered);
     if (load.doubted) {
         keepArrivals(load);

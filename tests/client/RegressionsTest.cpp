@@ -279,6 +279,24 @@ TEST_F(RegressionsTest, EntryThatAPageBringsUnderAnotherNameIsInTheSearchesForTh
     EXPECT_THAT(names(Root, forC), ElementsAre("bc"));
 }
 
+TEST_F(RegressionsTest,
+       EntryMadeUnderTheNameOfARemovedOneStaysInAllListingsWhenThatOneIsDelivered) {
+    const unsigned long id = addDocument(Root, "a");
+    addDocument(Root, "b");
+    list(Root);
+    ListOptions documents;
+    documents.kind = ListKind::Documents;
+    client().list(Root, documents);
+    client().remove(id);
+    const Action made = client().createDocument(Root, "a");
+    serveOne();
+    client().setOnline(false);
+
+    EXPECT_THAT(names(Root), ElementsAre("b", "a"));
+    EXPECT_THAT(names(Root, documents), ElementsAre("b", "a"));
+    EXPECT_NE(client().item(made.entryId()), nullptr);
+}
+
 TEST_F(RegressionsTest, ListingThatLacksWhatALookUpHasBroughtIsLoadedAgain) {
     addDocument(Root, "a");
     list(Root);

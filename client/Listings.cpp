@@ -161,8 +161,9 @@ void Listings::enter(const std::shared_ptr<Item>& entry) {
         }
         if (const Spot* spot = spotIn(listing, folderId, entry->id())) {
             putBack(entry, *spot);
-        } else if (!returns || Nimra::isLocalId(folderId)) {
-            // The listing of a folder that the service does not know yet has all that is in it.
+        } else if (!returns || Nimra::isLocalId(folderId) || Nimra::isLocalId(entry->id())) {
+            // What the service does not know yet, or what is in a folder that it does not know, is
+            // on no page that is still to come.
             listing.addItem(entry, false);
         }
     });

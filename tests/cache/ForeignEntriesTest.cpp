@@ -69,6 +69,24 @@ TEST_F(ForeignEntriesTest, PlainValueStaysInAMergedPageAsItIs) {
     EXPECT_FALSE(value->idLoaded());
 }
 
+/// A document that an embedder has made more of.
+class StarredDocument : public ObjectInternal {
+  public:
+    using ObjectInternal::ObjectInternal;
+};
+
+TEST_F(ForeignEntriesTest, DerivedDocumentHasItsIdLoadedByAMergedPage) {
+    Nimra::Document record(1, 2, 3, "starred");
+    const auto starred = std::make_shared<StarredDocument>(record, &wired.updater);
+    cache.cacheObjectPtr(starred);
+    ASSERT_FALSE(starred->idLoaded());
+    const std::shared_ptr<QueryResult> result =
+        std::make_shared<QueryResultInternal>(folderFilter(2));
+    cache.addItems(folderFilter(2), result, std::vector<Nimra::Folder>(), std::vector{record}, 1);
+    EXPECT_TRUE(starred->idLoaded());
+    EXPECT_EQ(result->items(), (std::vector<std::shared_ptr<Item>>{starred}));
+}
+
 TEST_F(ForeignEntriesTest, ObjectUnderAContainersIdKeepsItOutOfTheDirectory) {
     const auto directory = std::make_shared<QueryResultInternal>(folderFilter(2));
     wired.probe.directories().push_back(directory);

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "cache/Trace.h"
 #include "tests/support/Fakes.h"
 #include "tests/support/TraceCapture.h"
 #include "tests/support/WatchingFakes.h"
@@ -543,6 +544,18 @@ TEST_F(TraceTest, OperationWhoseTraceThrewCanBeRepeated) {
     traced.merge();
 
     EXPECT_EQ(traced.directory->items().size(), 4u);
+}
+
+TEST(TraceLineTest, NumberAtTheEndOfTheLinesBufferIsWhole) {
+    const TraceCapture capture;
+    for (std::size_t before = 480; before <= 520; ++before) {
+        trace(std::string(before, 'x'), 18446744073709551615UL, "\n");
+    }
+    std::string expected;
+    for (std::size_t before = 480; before <= 520; ++before) {
+        expected += std::string(before, 'x') + "18446744073709551615\n";
+    }
+    EXPECT_EQ(capture.text(), expected);
 }
 
 }  // namespace

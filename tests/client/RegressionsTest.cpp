@@ -297,6 +297,21 @@ TEST_F(RegressionsTest,
     EXPECT_NE(client().item(made.entryId()), nullptr);
 }
 
+TEST_F(RegressionsTest, EntryThatWaitsReturnsIntoAListingThatCameWhileItWasRemoved) {
+    const Action folder = client().createFolder(Root, "x");
+    client().rename(folder.entryId(), "y");
+    const Action made = client().createDocument(Root, "a");
+    client().rename(made.entryId(), "b");
+    client().list(Root);
+    const Action removal = client().remove(made.entryId());
+    serveOne();
+    serveOne();
+    ASSERT_TRUE(client().cancel(removal.operationId()));
+    client().setOnline(false);
+
+    EXPECT_THAT(names(Root), ElementsAre("y", "b"));
+}
+
 TEST_F(RegressionsTest, ListingThatLacksWhatALookUpHasBroughtIsLoadedAgain) {
     addDocument(Root, "a");
     list(Root);

@@ -459,6 +459,18 @@ TEST(EntryListTest, SaysWhetherAnEntryStandsAtAPlaceAndNowhereElse) {
     EXPECT_FALSE(list.standsOnlyAt(Far, *one));
 }
 
+TEST(EntryListTest, VacantPositionMovesAlongWhenItsChunkBecomesTwo) {
+    EntryList list = filled(60);
+    list.take(50);
+    for (unsigned long id = 1000; id < 1200; ++id) {
+        list.insert(20, named(id, "inserted"));
+    }
+    EXPECT_EQ(list.size(), 259U);
+    EXPECT_EQ((*list.at(249))->id(), 50U);
+    EXPECT_EQ(list.at(250), nullptr);
+    EXPECT_EQ((*list.at(251))->id(), 52U);
+}
+
 TEST(EntryListTest, ErasingBehindAnEntryTakesNothing) {
     EntryList list = filled(5);
     list.insert(100, named(100, "far"));

@@ -1049,5 +1049,13 @@ TEST(ParkedOperationsPropertyTest, NothingIsLostNothingLeavesTwiceAndEveryItemKe
     }));
 }
 
+TEST_F(ParkedOperationsTest, ACancelledMoveLeavesOperationsOfOtherClassesAsTheyAre) {
+    parkMove(1, Document, LocalFolder, Folder);
+    parked.push(new Nimra::Operation(2));
+    parkFile(3, Rename, Document, LocalFolder);
+    EXPECT_EQ(parked.cancel(1)->id(), 1u);
+    EXPECT_THAT(takeReady(), ElementsAre(2, 3));
+}
+
 }  // namespace
 }  // namespace Ormek

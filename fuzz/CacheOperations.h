@@ -408,7 +408,9 @@ class CacheOperations {
         if (_input.below(3) == 0) {
             return _cache.updateItemParentIds(folderId(), folderId());
         }
-        if (_given.insert(server).second) {
+        // The service's document of that id, when it is known before, has come by a page.
+        const std::shared_ptr<Item> known = cached(server);
+        if ((!known || known->idLoaded()) && _given.insert(server).second) {
             _cache.updateItemId(local, server);
             _wired.parked.idKnown(local, server);
         }

@@ -351,7 +351,9 @@ void Client::Engine::receive(Record& record, Outdated& outdated) {
         // Searches are answered from memory, too, while the service is off.
         if (const auto internal = OrmekCast::castItemInternal(known)) {
             internal->name(record.name);
-            _listings.refit(known);
+            if (!isHidden(record.id)) {
+                _listings.refit(known);
+            }
         }
     }
 }

@@ -297,6 +297,19 @@ TEST_F(RegressionsTest,
     EXPECT_NE(client().item(made.entryId()), nullptr);
 }
 
+TEST_F(RegressionsTest, EntryThatIsBeingRemovedIsInNoSearchWhenItIsToldToHaveAnotherName) {
+    const unsigned long id = addDocument(Root, "ab");
+    ListOptions forC;
+    forC.search = "c";
+    list(Root);
+    list(Root, forC);
+    client().remove(id);
+    client().onRemoteChange(Nimra::Document(id, Root, 1, "bc"));
+    client().setOnline(false);
+
+    EXPECT_THAT(names(Root, forC), IsEmpty());
+}
+
 TEST_F(RegressionsTest, EntryThatWaitsReturnsIntoAListingThatCameWhileItWasRemoved) {
     const Action folder = client().createFolder(Root, "x");
     client().rename(folder.entryId(), "y");

@@ -189,7 +189,8 @@ class DirectoryCache {
     /// Takes an entry out of the first directory of `dataId`. The directories' mutex.
     void removeItemFromDirectories(unsigned long dataId, unsigned long itemId);
     /// Gives an entry its server id and marks the id as loaded. When `newId` is taken, the entry
-    /// there stays and this one is no longer in the store. The store's mutex.
+    /// there stays and this one is no longer in the store; in the listings both stay where they
+    /// are, so take this one out of them first. The store's mutex.
     void updateItemId(unsigned long oldId, unsigned long newId);
     /// Gives every child of one parent another. The store's mutex.
     void updateItemParentIds(unsigned long oldParentId, unsigned long newParentId);

@@ -408,11 +408,19 @@ class CacheOperations {
         if (_input.below(3) == 0) {
             return _cache.updateItemParentIds(folderId(), folderId());
         }
-        // The service's document of that id, when it is known before, has come by a page.
-        const std::shared_ptr<Item> known = cached(server);
-        if ((!known || known->idLoaded()) && _given.insert(server).second) {
+        if (_given.insert(server).second) {
+            if (cached(server)) {
+                leaveListings(local);
+            }
             _cache.updateItemId(local, server);
             _wired.parked.idKnown(local, server);
+        }
+    }
+
+    // What has come by another way before its id was known stands there already.
+    void leaveListings(unsigned long id) {
+        for (const Directory& directory : _wired.probe.directories()) {
+            dynamic_cast<QueryResultInternal&>(*directory).removeItem(id);
         }
     }
 

@@ -25,7 +25,19 @@ ObjectInternal* internalOf(Object* object) {
     return internal ? internal : dynamic_cast<ObjectInternal*>(object);
 }
 
+// castObject without the reference that it takes by value.
+std::shared_ptr<Object> objectOf(const std::shared_ptr<Item>& item) {
+    if (ObjectInternal* object = item ? objectWriteSide(*item) : nullptr) {
+        return {item, object};
+    }
+    return std::dynamic_pointer_cast<Object>(item);
+}
+
 }  // namespace
+
+std::shared_ptr<Object> DirectoryCache::castObject(std::shared_ptr<Item> item) {
+    return objectOf(item);
+}
 
 std::shared_ptr<Object> DirectoryCache::cacheObject(Object& object) {
     return cacheObjectPtr(std::make_shared<ObjectInternal>(object, _objectUpdater));
@@ -40,7 +52,7 @@ std::shared_ptr<Object> DirectoryCache::cacheObjectPtr(std::shared_ptr<Object> o
     const unsigned long id = object->id();
     trace("--------OBJECT ID:  ", id, "------------", "\n");
     const auto stored = _items.try_emplace(id, std::move(object)).first;
-    return castObject(stored->second);
+    return objectOf(stored->second);
 }
 
 std::shared_ptr<Object> DirectoryCache::cacheObjectPtrInternal(std::shared_ptr<Object> object) {
@@ -51,13 +63,13 @@ std::shared_ptr<Object> DirectoryCache::cacheObjectPtrInternal(std::shared_ptr<O
 std::shared_ptr<Object> DirectoryCache::addObject(Object object, bool flag) {
     traceAdding(object);
     addToFirstDirectory(object, cacheObjectInternal(object), flag);
-    return castObject(_items[object.id()]);
+    return objectOf(_items[object.id()]);
 }
 
 std::shared_ptr<Object> DirectoryCache::addObjectPtr(std::shared_ptr<Object> object, bool flag) {
     traceAdding(*object);
     addToFirstDirectory(*object, cacheObjectPtrInternal(object), flag);
-    return castObject(_items[object->id()]);
+    return objectOf(_items[object->id()]);
 }
 
 void DirectoryCache::addToFirstDirectory(const Object& object, std::shared_ptr<Item> stored,
@@ -76,7 +88,7 @@ std::shared_ptr<Object> DirectoryCache::addOrReplaceObjectPtr(std::shared_ptr<Ob
     if (QueryResultInternal* directory = firstDirectoryOf(*object)) {
         directory->replaceItem(stored, flag);
     }
-    return castObject(_items[object->id()]);
+    return objectOf(_items[object->id()]);
 }
 
 // The flag is dropped, which is meant.

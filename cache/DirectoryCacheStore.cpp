@@ -120,13 +120,6 @@ std::shared_ptr<Container> DirectoryCache::castContainer(std::shared_ptr<Item> i
     return std::dynamic_pointer_cast<Container>(item);
 }
 
-std::shared_ptr<Object> DirectoryCache::castObject(std::shared_ptr<Item> item) {
-    if (ObjectInternal* object = item ? objectWriteSide(*item) : nullptr) {
-        return {item, object};
-    }
-    return std::dynamic_pointer_cast<Object>(item);
-}
-
 void DirectoryCache::removeItemFromCache(unsigned long id) {
     const std::lock_guard lock(_itemsMutex);
     _items.erase(id);

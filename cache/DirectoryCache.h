@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "cache/NodePool.h"
 #include "model/Container.h"
 #include "model/ContainerInternal.h"
 #include "model/FilterInternal.h"
@@ -347,7 +348,8 @@ class DirectoryCache {
 
     std::list<std::shared_ptr<QueryResult>> _directories;
     std::list<std::shared_ptr<QueryResult>> _keyValueDirectories;
-    std::unordered_map<unsigned long, std::shared_ptr<Item>> _items;
+    NodePool _itemNodes;
+    PooledMap<unsigned long, std::shared_ptr<Item>> _items{_itemNodes};
     std::unordered_map<std::string, std::shared_ptr<Item>> _keyValues;
     std::unique_ptr<Indexes> _indexes;  // Of both lists of directories.
     Nimra::ItemEventProtocol* _loadListener = nullptr;

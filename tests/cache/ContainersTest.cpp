@@ -58,7 +58,7 @@ class ContainersTest : public ::testing::Test {
 
     WiredCache world;
     DirectoryCache& cache = world.cache;
-    std::unordered_map<unsigned long, std::shared_ptr<Item>>& items = world.probe.items();
+    DirectoryCacheProbe::Items& items = world.probe.items();
     TraceCapture trace;
 };
 

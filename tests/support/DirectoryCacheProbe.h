@@ -12,13 +12,15 @@ namespace Ormek {
 /// Lets tests look into a cache and set it up past its operations.
 class DirectoryCacheProbe {
   public:
+    using Items = PooledMap<unsigned long, std::shared_ptr<Item>>;
+
     explicit DirectoryCacheProbe(DirectoryCache& cache) : _cache(cache) {}
 
     std::list<std::shared_ptr<QueryResult>>& directories() { return _cache._directories; }
     std::list<std::shared_ptr<QueryResult>>& keyValueDirectories() {
         return _cache._keyValueDirectories;
     }
-    std::unordered_map<unsigned long, std::shared_ptr<Item>>& items() { return _cache._items; }
+    Items& items() { return _cache._items; }
     std::unordered_map<std::string, std::shared_ptr<Item>>& keyValues() {
         return _cache._keyValues;
     }

@@ -42,16 +42,14 @@ class NodePool {
     // By an eighth of what there is, so that no more than that lies idle.
     void addChunk(std::size_t size) {
         const std::size_t bytes = std::max(Least, _nodes / 8) * size;
-        std::unique_ptr<std::byte[]> chunk(new std::byte[bytes]);
-        _chunks.push_back(std::move(chunk));
-        _fresh = _chunks.back().get();
+        _fresh = _chunks.emplace_back(bytes).data();
         _end = _fresh + bytes;
         _nodes += bytes / size;
     }
 
     static constexpr std::size_t Least = 32;
 
-    std::vector<std::unique_ptr<std::byte[]>> _chunks;
+    std::vector<std::vector<std::byte>> _chunks;
     std::size_t _nodes = 0;
     std::byte* _fresh = nullptr;
     std::byte* _end = nullptr;

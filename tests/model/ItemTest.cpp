@@ -532,6 +532,16 @@ TEST_F(ItemTest, CastObjectInternalReachesTheWriteSideOfAnObject) {
     EXPECT_EQ(OrmekCast::castObjectInternal(object), object);
 }
 
+TEST_F(ItemTest, TheCastsReachTheWriteSideOfWhatDerivesFromIt) {
+    class Derived : public ObjectInternal {
+      public:
+        using ObjectInternal::ObjectInternal;
+    };
+    const auto derived = std::make_shared<Derived>(&updater);
+    EXPECT_EQ(OrmekCast::castItemInternal(derived), derived);
+    EXPECT_EQ(OrmekCast::castObjectInternal(derived), derived);
+}
+
 TEST_F(ItemTest, TheCastsShareOwnershipWithTheirArgument) {
     auto object = filledObject();
     const auto asItem = OrmekCast::castItemInternal(object);
@@ -662,10 +672,9 @@ TEST(XmlNamespacesTest, AtomAndOpenSearchHaveTheirWellKnownNames) {
     EXPECT_EQ(XmlNamespaces::OS, "http://a9.com/-/spec/opensearch/1.1/");
 }
 
-TEST(XmlNamespacesTest, TheServicesOwnNamespacesHaveNamesOfTheirOwn) {
-    EXPECT_NE(XmlNamespaces::DC, "");
-    EXPECT_NE(XmlNamespaces::NI, "");
-    EXPECT_NE(XmlNamespaces::DC, XmlNamespaces::NI);
+TEST(XmlNamespacesTest, TheServicesOwnNamespacesHaveTheirNames) {
+    EXPECT_EQ(XmlNamespaces::DC, "urn:ormek:directory");
+    EXPECT_EQ(XmlNamespaces::NI, "urn:ormek:no-index");
 }
 
 }  // namespace

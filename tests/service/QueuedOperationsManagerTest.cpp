@@ -152,6 +152,13 @@ TEST(LocalIdsTest, TheyAreLocalAndNeverRepeated) {
 
 // --- What is ready -------------------------------------------------------------------------
 
+TEST(WaitingTest, SaysOfNothingThatItIsReady) {
+    const Waiting nothing;
+    EXPECT_EQ(nothing.operationId, 0u);
+    EXPECT_EQ(nothing.kind, Kind::Other);
+    EXPECT_TRUE(nothing.ready());
+}
+
 TEST_F(ParkedOperationsTest, ACreationWaitsForItsFolder) {
     parkFile(1, Create, LocalDocument, LocalFolder);
     EXPECT_THAT(takeReady(), IsEmpty());

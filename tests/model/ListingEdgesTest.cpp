@@ -154,6 +154,23 @@ TEST_F(ListingEdgesTest, EvictedEntryComesBackToItsPlaceWhenOneBehindItLeaves) {
     EXPECT_THAT(ids(result.page(2, 1)), ElementsAre(3));
 }
 
+TEST_F(ListingEdgesTest, EvictedEntryThatComesBackToTheEndIsTheLast) {
+    std::vector<Entry> all;
+    for (unsigned long id = 1; id <= 6; ++id) {
+        all.push_back(entry(id));
+    }
+    deliver(0, 6, 6, all);
+    result.addItem(entry(9), false);
+    const auto namesake = makeObject(50, 7, "e6");
+    result.addPage(0, 1);
+    result.totalCount(0);  // Not believed: the listing ends with its last entry.
+    ASSERT_TRUE(result.removeItemByName(namesake));
+    result.addItem(namesake, true);
+    result.addItems(0, {namesake});
+    EXPECT_THAT(ids(result.page(4, 1)), ElementsAre(5));
+    EXPECT_THAT(ids(result.page(5, 1)), ElementsAre(6, 9));
+}
+
 TEST_F(ListingEdgesTest, RemovedAdditionThatWasCountedExplainsNoMoreThanItself) {
     for (const bool front : {true, false}) {
         const Entry one = entry(1);

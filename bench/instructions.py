@@ -12,7 +12,9 @@ import sys
 PAIRS = [
     ("merge 100 new documents", "MergeNew/ormek/1000", "MergeNew/floor/1000", 1.5),
     ("merge 100 known documents", "MergeKnown/ormek/1000", "MergeKnown/floor/1000", 1.5),
-    ("remove 50 entries", "Remove/ormek/10/100", "Remove/boost/10/100", 2),
+    ("remove 50, 10 directories", "Remove/ormek/10/100", "Remove/boost/10/100", 2),
+    ("remove 5,000, 1 directory", "Remove/ormek/1/10000", "Remove/boost/1/10000", 2),
+    ("remove 5,000, 100 directories", "Remove/ormek/100/10000", "Remove/boost/100/10000", 2),
 ]
 
 
@@ -29,10 +31,10 @@ def count(program, name, folder):
 
 def main():
     program, folder = sys.argv[1:]
-    print(f"{'work':28}{'Ormek':>12}{'yardstick':>12}{'ratio':>8}  goal")
+    print(f"{'work':32}{'Ormek':>12}{'yardstick':>12}{'ratio':>8}  goal")
     for work, own, other, goal in PAIRS:
         a, b = count(program, own, folder), count(program, other, folder)
-        print(f"{work:28}{a:>12,}{b:>12,}{a / b:>8.2f}  ≤ {goal} ×")
+        print(f"{work:32}{a:>12,}{b:>12,}{a / b:>8.2f}  ≤ {goal} ×")
 
 
 main()

@@ -2,10 +2,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <iostream>
 #include <mutex>
+#include <ostream>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -36,6 +39,24 @@ class SecondThread {
     std::thread _thread;
 };
 
+/// A benchmark whose work went wrong measured nothing.
+class Reporter : public benchmark::ConsoleReporter {
+  public:
+    explicit Reporter(std::ostream& out) : ConsoleReporter(OO_None) {
+        SetOutputStream(&out);
+        SetErrorStream(&std::cerr);
+    }
+    void ReportRuns(const std::vector<Run>& runs) override {
+        _failed |= std::any_of(runs.begin(), runs.end(),
+                               [](const Run& run) { return run.error_occurred; });
+        ConsoleReporter::ReportRuns(runs);
+    }
+    bool failed() const { return _failed; }
+
+  private:
+    bool _failed = false;
+};
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -46,10 +67,8 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
         return 1;
     }
-    benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_None);
-    reporter.SetOutputStream(&out);
-    reporter.SetErrorStream(&std::cerr);
+    Reporter reporter(out);
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
-    return 0;
+    return reporter.failed() ? 1 : 0;
 }

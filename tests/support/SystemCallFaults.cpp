@@ -16,6 +16,7 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstddef>
 #include <mutex>
@@ -24,18 +25,34 @@
 
 namespace Ormek::Testing {
 
+namespace {
+
+void killThisProcess() { kill(getpid(), SIGKILL); }
+
+}  // namespace
+
 /// What is to happen to the calls of this process, and who writes them down.
 class Watch {
   public:
     struct Verdict {
         bool strikes = false;
         int error = 0;
+        bool isLast = false;  ///< What is called then is never returned from.
+
+        /// To be told that the call was made, or has failed.
+        void carriedOut() const {
+            if (isLast) {
+                killThisProcess();
+            }
+        }
     };
 
     void add(CallFault* fault) { change(_faults, fault, true); }
     void remove(CallFault* fault) { change(_faults, fault, false); }
     void add(CallTrace* trace) { change(_traces, trace, true); }
     void remove(CallTrace* trace) { change(_traces, trace, false); }
+    void add(KillingCall* killing) { change(_killings, killing, true); }
+    void remove(KillingCall* killing) { change(_killings, killing, false); }
 
     /// Asked for each call; `fd` is -1 where it is given none.
     Verdict verdict(const char* call, int fd) {
@@ -54,6 +71,15 @@ class Watch {
                 verdict = {true, fault->_error};
             }
         }
+        for (KillingCall* killing : _killings) {
+            if (killing->_left == 0 || --killing->_left > 0) {
+                continue;
+            }
+            if (killing->_moment == KillingCall::Moment::BeforeTheCall) {
+                killThisProcess();
+            }
+            verdict.isLast = true;
+        }
         return verdict;
     }
 
@@ -68,7 +94,7 @@ class Watch {
         } else {
             watchers.erase(std::find(watchers.begin(), watchers.end(), one));
         }
-        _watchers = static_cast<int>(_faults.size() + _traces.size());
+        _watchers = static_cast<int>(_faults.size() + _traces.size() + _killings.size());
     }
 
     static std::string pathOf(int fd) {
@@ -82,6 +108,7 @@ class Watch {
     std::atomic<int> _watchers = 0;
     std::vector<CallFault*> _faults;
     std::vector<CallTrace*> _traces;
+    std::vector<KillingCall*> _killings;
 };
 
 namespace {
@@ -117,17 +144,20 @@ Result failure(int error) {
 template <class Forward>
 auto unlessFailing(const char* name, int fd, Forward forward) {
     const Watch::Verdict verdict = watch.verdict(name, fd);
-    return verdict.strikes ? failure<decltype(forward())>(verdict.error) : forward();
+    const auto result = verdict.strikes ? failure<decltype(forward())>(verdict.error) : forward();
+    verdict.carriedOut();
+    return result;
 }
 
 /// The same for a call that may transfer less than `size` bytes.
 template <class Transfer>
 ssize_t transferring(const char* name, int fd, size_t size, Transfer transfer) {
     const Watch::Verdict verdict = watch.verdict(name, fd);
-    if (verdict.strikes && verdict.error != 0) {
-        return failure<ssize_t>(verdict.error);
-    }
-    return transfer(verdict.strikes ? std::min<size_t>(size, 1) : size);
+    const bool fails = verdict.strikes && verdict.error != 0;
+    const ssize_t result = fails ? failure<ssize_t>(verdict.error)
+                                 : transfer(verdict.strikes ? std::min<size_t>(size, 1) : size);
+    verdict.carriedOut();
+    return result;
 }
 
 /// The function of that name behind the one that is defined here, which only tells the type.
@@ -165,6 +195,12 @@ bool CallFault::happened() const {
     const std::lock_guard lock(watch.mutex);
     return _left == 0;
 }
+
+KillingCall::KillingCall(unsigned nth, Moment moment) : _left(nth), _moment(moment) {
+    watch.add(this);
+}
+
+KillingCall::~KillingCall() { watch.remove(this); }
 
 UnknownKinds::UnknownKinds() { ++unknownKinds; }
 
@@ -267,10 +303,11 @@ int syncfs(int fd) noexcept {
 
 void sync() noexcept {
     static auto* const next = nextOf<void()>("sync");
-    watch.verdict("sync", -1);
+    const Watch::Verdict verdict = watch.verdict("sync", -1);
     if (unsyncedDisks == 0) {
         next();
     }
+    verdict.carriedOut();
 }
 
 int flock(int fd, int operation) noexcept {

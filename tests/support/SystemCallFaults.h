@@ -53,6 +53,25 @@ class ShortCall : public CallFault {
     explicit ShortCall(std::string call, unsigned nth = 1) : CallFault(std::move(call), 0, nth) {}
 };
 
+/// The `nth` call from now on, of whatever name, is the last thing that the process does, or the
+/// first that it does not do any more: it is killed. A call that is to fail as well has failed
+/// then.
+class KillingCall {
+  public:
+    enum class Moment { BeforeTheCall, AfterTheCall };
+
+    KillingCall(unsigned nth, Moment moment);
+    KillingCall(const KillingCall&) = delete;
+    KillingCall& operator=(const KillingCall&) = delete;
+    ~KillingCall();
+
+  private:
+    friend class Watch;
+
+    unsigned _left;
+    Moment _moment;
+};
+
 /// During its life reading a folder gives no kinds of entries, as on some file systems.
 class UnknownKinds {
   public:

@@ -1,8 +1,12 @@
-// Asks a client the same questions for ever, and looks whether its memory stays what it was after
-// the first round of them.
+// Asks a client the same questions and has it do and undo the same things for ever, and looks
+// whether its memory stays what it was after the first thousand of them.
 
+#include <sys/xattr.h>
+
+#include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
@@ -10,10 +14,13 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "backend/FolderService.h"
 #include "client/Client.h"
+#include "service/ContentSource.h"
+#include "tests/support/SystemCallFaults.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace Ormek::Testing {
@@ -36,11 +43,30 @@ unsigned long residentKilobytes() {
     throw std::runtime_error("/proc/self/smaps_rollup does not say what is resident");
 }
 
+/// So many bytes.
+class Zeros : public Nimra::ContentSource {
+  public:
+    explicit Zeros(unsigned long size) : _size(size), _left(size) {}
+
+    unsigned long size() const override { return _size; }
+    std::size_t read(char* buffer, std::size_t size) override {
+        const std::size_t count = std::min<std::size_t>(size, _left);
+        std::fill_n(buffer, count, '\0');
+        _left -= count;
+        return count;
+    }
+
+  private:
+    unsigned long _size;
+    unsigned long _left;
+};
+
 /// A client on a folder of its own, and everything that is asked of it.
 class Soak {
   public:
-    /// One kind of step; it is told how often it was taken before. To let the client do something
-    /// else as well is to write its function and name it in the table.
+    /// One kind of step; it is told how often it was taken before. What it changes it changes back,
+    /// so that there is always as much to remember. To let the client do something else as well is
+    /// to write its function and name it in the table.
     using Step = void (Soak::*)(unsigned long time);
 
     Soak() {
@@ -50,6 +76,10 @@ class Soak {
             for (int file = 0; file < Files; ++file) {
                 _folder.writeFile(name + "/file " + std::to_string(file));
             }
+        }
+        _keepsAttributes = setxattr(_folder.path().c_str(), "user.key", "", 0, 0) == 0;
+        if (!_keepsAttributes) {
+            std::cerr << _folder.path() << " keeps no attributes: no key value is saved\n";
         }
         _client = std::make_unique<Client>(
             std::make_unique<Nimra::FolderService>(_folder.path().string()));
@@ -62,18 +92,36 @@ class Soak {
     void takeStep(unsigned long number) {
         (this->*Steps[number % Steps.size()])(number / Steps.size());
     }
+    unsigned long queries() const { return _queries; }
+    unsigned long actions() const { return _actions; }
 
   private:
-    static const std::array<Step, 8> Steps;
+    static const std::array<Step, 15> Steps;
 
     Answer answerTo(const Query& query) {
+        ++_queries;
         Answer answer = _client->wait(query, std::chrono::seconds(30));
         if (answer.state != AnswerState::Answered) {
             throw std::runtime_error(answer.error ? answer.error->what() : "no answer in time");
         }
         return answer;
     }
+    Outcome outcomeOf(const Action& action) {
+        ++_actions;
+        Outcome outcome = _client->wait(action, std::chrono::seconds(30));
+        if (outcome.state != ActionState::Done) {
+            throw std::runtime_error(outcome.error ? outcome.error->what() : "no outcome in time");
+        }
+        return outcome;
+    }
     unsigned long folder(unsigned long time) const { return _ids[time % _ids.size()]; }
+    static std::string fileName(unsigned long time) {
+        return "file " + std::to_string(time / Folders % 10);
+    }
+    /// A document that is there all the time.
+    unsigned long document(unsigned long time) {
+        return answerTo(_client->find(folder(time), fileName(time))).entries.at(0)->id();
+    }
 
     void listPage(unsigned long time) {
         ListOptions options;
@@ -100,25 +148,65 @@ class Soak {
     }
     void listTags(unsigned long time) { answerTo(_client->tags(folder(time))); }
     void findByPath(unsigned long time) {
-        const std::string path = "folder " + std::to_string(time % Folders) + "/file " +
-                                 std::to_string(time / Folders % 10);
+        const std::string path = "folder " + std::to_string(time % Folders) + '/' + fileName(time);
         answerTo(_client->find(path, time % 2 == 0 ? Freshness::Cached : Freshness::Reload));
     }
     void writeFile(unsigned long time) {
-        const std::string path = "folder " + std::to_string(time % Folders) + "/file " +
-                                 std::to_string(time / Folders % 10);
+        const std::string path = "folder " + std::to_string(time % Folders) + '/' + fileName(time);
         _folder.writeFile(path, std::to_string(time));
         answerTo(_client->find(path, Freshness::Reload));
     }
 
+    void makeDocument(unsigned long time) {
+        const Outcome made = outcomeOf(_client->createDocument(
+            folder(time), "document", std::make_unique<Zeros>(time % 4 * 1000)));
+        outcomeOf(_client->remove(made.entryId));
+    }
+    void makeFolder(unsigned long time) {
+        const Outcome made = outcomeOf(_client->createFolder(folder(time), "subfolder"));
+        outcomeOf(_client->remove(made.entryId));
+    }
+    void rename(unsigned long time) {
+        const unsigned long id = document(time);
+        outcomeOf(_client->rename(id, "renamed"));
+        outcomeOf(_client->rename(id, fileName(time)));
+    }
+    void move(unsigned long time) {
+        const unsigned long id = document(time);
+        outcomeOf(_client->move(id, _client->rootId()));
+        outcomeOf(_client->move(id, folder(time)));
+    }
+    void saveKeyValue(unsigned long time) {
+        if (!_keepsAttributes) {
+            return;
+        }
+        outcomeOf(
+            _client->saveMetaData(document(time), {{"key", {std::to_string(time % 7), false}}}));
+    }
+    void readContent(unsigned long time) {
+        const Outcome opened = outcomeOf(_client->open(document(time)));
+        std::array<char, 100> content{};
+        opened.stream->read(0, content.data(), content.size());
+    }
+    void holdSession(unsigned long time) {
+        _client->releaseSession(*outcomeOf(_client->openSession(document(time))).session);
+    }
+
+    // Waiting for the disk takes much time and no memory.
+    UnsyncedDisk _unsynced;
     TemporaryFolder _folder;
+    bool _keepsAttributes = false;
     std::unique_ptr<Client> _client;
     std::vector<unsigned long> _ids;
+    unsigned long _queries = 0;
+    unsigned long _actions = 0;
 };
 
-const std::array<Soak::Step, 8> Soak::Steps = {
-    &Soak::listPage, &Soak::listWhole, &Soak::listBackwards, &Soak::search,
-    &Soak::reload,   &Soak::listTags,  &Soak::findByPath,    &Soak::writeFile,
+const std::array<Soak::Step, 15> Soak::Steps = {
+    &Soak::listPage,     &Soak::listWhole,    &Soak::listBackwards, &Soak::search,
+    &Soak::reload,       &Soak::listTags,     &Soak::findByPath,    &Soak::writeFile,
+    &Soak::rename,       &Soak::makeDocument, &Soak::move,          &Soak::makeFolder,
+    &Soak::saveKeyValue, &Soak::readContent,  &Soak::holdSession,
 };
 
 /// Whether memory ended where it was after the first thousand steps.
@@ -136,8 +224,10 @@ bool run(std::chrono::seconds duration, unsigned long leastSteps) {
     }
     const unsigned long last = residentKilobytes();
     const long growth = static_cast<long>(last * 1000 / first) - 1000;
-    std::cerr << "after " << steps << " steps: " << last << " KiB, " << growth / 10 << "."
-              << std::abs(growth % 10) << " % more\n";
+    std::cerr << "after " << steps << " steps: " << last << " KiB, " << (growth < 0 ? "-" : "+")
+              << std::abs(growth) / 10 << "." << std::abs(growth) % 10 << " %\n"
+              << steps << " steps were " << soak.queries() << " queries and " << soak.actions()
+              << " actions\n";
     return last * 100 <= first * (100 + MostGrowth);
 }
 

@@ -1,14 +1,25 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
 #include <exception>
 #include <fstream>
 #include <ios>
 #include <iostream>
+#include <regex>
+#include <stdexcept>
 #include <streambuf>
 #include <string>
+#include <thread>
 
 #include "tests/cache/CacheOperations.h"
 #include "tests/cache/FaultTrial.h"
+#include "tests/support/TraceCapture.h"
 
 namespace Ormek::Testing {
 namespace {
@@ -176,6 +187,133 @@ TEST(FullDeviceTest, HasNoEffectOnAnyOperation) {
     passWith(&device);
     const WithBuffer with(&device);
     EXPECT_TRUE((std::cout << "text").fail()) << "the device takes what is written";
+}
+
+// --- Output that is slow -------------------------------------------------------------------
+
+/// How somebody reads what is written.
+struct Pace {
+    std::size_t mostBytes;  ///< At a time.
+    std::chrono::milliseconds standstill{0};
+};
+
+/// Output to a pipe that has room for so many bytes only, until its reader takes some. What it
+/// receives is appended to a text, which must have the room for it.
+class SlowOutput {
+  public:
+    SlowOutput(std::size_t room, Pace pace, std::string& received)
+        : _pace(pace), _received(received), _with(&_buffer) {
+        open(room);
+        _reader = std::thread([this] { read(); });
+    }
+    SlowOutput(const SlowOutput&) = delete;
+    SlowOutput& operator=(const SlowOutput&) = delete;
+    ~SlowOutput() {
+        _isWritten = true;
+        EXPECT_TRUE(std::cout.good());
+        EXPECT_TRUE(_buffer.close());
+        close(_ends[1]);
+        _reader.join();
+        close(_ends[0]);
+    }
+
+    /// It is no fault.
+    static bool struck() { return false; }
+
+  private:
+    static constexpr int Capacity = 4096;
+
+    void open(std::size_t room) {
+        if (pipe2(_ends.data(), O_CLOEXEC) != 0 ||
+            fcntl(_ends[1], F_SETPIPE_SZ, Capacity) != Capacity) {
+            throw std::runtime_error("no pipe of one page");
+        }
+        _filled = Capacity - room;
+        const std::string filling(_filled, '.');
+        _buffer.pubsetbuf(nullptr, 0);
+        if (write(_ends[1], filling.data(), _filled) != static_cast<ssize_t>(_filled) ||
+            !_buffer.open("/proc/self/fd/" + std::to_string(_ends[1]), std::ios_base::out)) {
+            throw std::runtime_error("the pipe cannot be written to");
+        }
+    }
+    void read() {
+        std::this_thread::sleep_for(_pace.standstill);
+        EXPECT_FALSE(_isWritten) << "nobody waited for the reader";
+        std::array<char, Capacity> piece{};
+        for (;;) {
+            const ssize_t size = ::read(_ends[0], piece.data(), _pace.mostBytes);
+            if (size <= 0) {
+                EXPECT_EQ(size, 0);
+                return;
+            }
+            const auto count = static_cast<std::size_t>(size);
+            const std::size_t filling = std::min(_filled, count);
+            _filled -= filling;
+            _received.append(piece.data() + filling, count - filling);
+        }
+    }
+
+    Pace _pace;
+    std::string& _received;
+    std::array<int, 2> _ends{};
+    std::size_t _filled = 0;
+    std::filebuf _buffer;
+    WithBuffer _with;
+    std::atomic<bool> _isWritten = false;
+    std::thread _reader;
+};
+
+std::string traceOf(const CacheOperation& operation) {
+    CacheWorld world;
+    operation.arrange(world);
+    const TraceCapture trace;
+    operation.act(world);
+    return trace.text();
+}
+
+/// Without what differs from one time to the next: addresses, and the running numbers of
+/// operations.
+std::string comparable(const std::string& trace) {
+    static const std::regex running("(op id|operationId): [0-9]+");
+    return std::regex_replace(withoutAddresses(trace), running, "$1: <number>");
+}
+
+class SlowOutputTest : public testing::Test {
+  protected:
+    SlowOutputTest() {
+        // What a trial allocates it has to free again.
+        received.reserve(1024UL * 1024);
+    }
+    /// Has the pipe filled up when `part` hundredths of each trace are in it.
+    void passWith(Pace pace, std::size_t part) {
+        unsigned long traced = 0;
+        for (const CacheOperation& operation : allOperations()) {
+            SCOPED_TRACE(operation.name);
+            const std::string trace = traceOf(operation);
+            if (trace.empty()) {
+                continue;
+            }
+            ++traced;
+            received.clear();
+            FaultTrial trial(operation);
+            trial.failAtEveryPoint<Nothing>([&](unsigned long) {
+                return SlowOutput(trace.size() * part / 100, pace, received);
+            });
+            EXPECT_EQ(comparable(received), comparable(trace));
+        }
+        EXPECT_GT(traced, 0U);
+    }
+
+    std::string received;
+};
+
+TEST_F(SlowOutputTest, TakenAFewBytesAtATimeArrivesWholeAndHasNoEffect) { passWith({7}, 0); }
+
+TEST_F(SlowOutputTest, ThatStandsStillForAWhileArrivesWholeAndHasNoEffect) {
+    for (const std::size_t part : {0U, 30U, 60U, 90U}) {
+        SCOPED_TRACE("after " + std::to_string(part) + " % of the trace");
+        passWith({1000, std::chrono::milliseconds(3)}, part);
+    }
 }
 
 }  // namespace

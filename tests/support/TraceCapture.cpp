@@ -5,8 +5,7 @@
 
 namespace Ormek::Testing {
 
-std::string TraceCapture::normalised() const {
-    std::string text = this->text();
+std::string withoutAddresses(std::string text) {
     constexpr const char* Digits = "0123456789abcdef";
     for (std::size_t at = text.find("0x"); at != std::string::npos; at = text.find("0x", at + 1)) {
         const std::size_t end = std::min(text.find_first_not_of(Digits, at + 2), text.size());

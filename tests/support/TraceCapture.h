@@ -6,6 +6,9 @@
 
 namespace Ormek::Testing {
 
+/// A text with every address in it replaced by "<address>".
+std::string withoutAddresses(std::string text);
+
 /// Records what is written to std::cout during its life.
 class TraceCapture {
   public:
@@ -16,8 +19,7 @@ class TraceCapture {
 
     /// All of it since the start or the last clear(), byte by byte.
     std::string text() const { return _text.str(); }
-    /// The same with every address replaced by "<address>".
-    std::string normalised() const;
+    std::string normalised() const { return withoutAddresses(text()); }
     void clear() { _text.str(""); }
 
   private:

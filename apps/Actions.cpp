@@ -162,6 +162,14 @@ void Actions::hear(const Ormek::Event& event) {
     }
 }
 
+bool Actions::hasNews() {
+    _client.collect();
+    return std::any_of(_news.begin(), _news.end(), [this](const Ormek::Event& event) {
+        const auto* outcome = std::get_if<Ormek::Outcome>(&event);
+        return _eventsWanted || (outcome && _begun.contains(outcome->operationId));
+    });
+}
+
 void Actions::report() {
     _client.collect();
     while (!_news.empty()) {

@@ -46,6 +46,11 @@ class Actions {
     /// cancelled. Throws CommandError when it is a failure, and when the service is off.
     Ormek::Outcome outcomeOf(const Ormek::Action& action);
 
+    /// Readable, see poll(2), when something may have come.
+    int fd() const { return _client.fd(); }
+    /// Takes what has come meanwhile, so that what has waited for it goes on. Whether there is
+    /// something to report.
+    bool hasNews();
     /// Says what has come meanwhile: outcomes, and events if they are wanted.
     void report();
     /// Reports until nothing is under way. Throws CommandError when that is not wanted any more.

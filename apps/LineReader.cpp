@@ -1,21 +1,103 @@
 #include "apps/LineReader.h"
 
 #include <histedit.h>
+#include <poll.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
-#include <istream>
+#include <csignal>
+#include <exception>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
+#include "apps/Actions.h"
 #include "apps/Interrupt.h"
 
 namespace App {
 
+namespace {
+
+enum class Woken { ByInput, ByNews, BySignal };
+
+// Input goes first: whoever takes a line reports before carrying it out.
+Woken waitForInput(int input, Actions& actions) {
+    while (true) {
+        std::array<pollfd, 2> awaited{{{input, POLLIN, 0}, {actions.fd(), POLLIN, 0}}};
+        if (::poll(awaited.data(), awaited.size(), -1) < 0) {
+            return Woken::BySignal;
+        }
+        if (awaited[0].revents != 0) {
+            return Woken::ByInput;
+        }
+        if (actions.hasNews()) {
+            return Woken::ByNews;
+        }
+    }
+}
+
+volatile std::sig_atomic_t continued = 0;
+
+extern "C" void onTerminalSignal(int signal) {
+    if (signal == SIGCONT) {
+        continued = 1;
+    }
+}
+
+/// Makes a signal end a wait, for as long as it lives.
+class WakingSignal {
+  public:
+    explicit WakingSignal(int signal) : _signal(signal) {
+        struct sigaction action {};
+        action.sa_handler = onTerminalSignal;
+        ::sigemptyset(&action.sa_mask);
+        ::sigaction(_signal, &action, &_previous);
+    }
+    WakingSignal(const WakingSignal&) = delete;
+    WakingSignal& operator=(const WakingSignal&) = delete;
+    ~WakingSignal() { ::sigaction(_signal, &_previous, nullptr); }
+
+  private:
+    int _signal;
+    struct sigaction _previous {};
+};
+
+}  // namespace
+
 LineReader::~LineReader() = default;
 
-std::optional<std::string> StreamLineReader::next(const std::string& /*prompt*/) {
-    std::string line;
-    return std::getline(_in, line) ? std::optional(line) : std::nullopt;
+std::optional<std::string> PlainLineReader::next(const std::string& /*prompt*/, Actions& actions) {
+    std::size_t searched = 0;
+    std::size_t end = 0;
+    while ((end = _unread.find('\n', searched)) == std::string::npos) {
+        searched = _unread.size();
+        if (!readMore(actions)) {
+            return _unread.empty() ? std::nullopt : std::optional(std::exchange(_unread, {}));
+        }
+    }
+    std::string line = _unread.substr(0, end);
+    _unread.erase(0, end + 1);
+    return line;
+}
+
+bool PlainLineReader::readMore(Actions& actions) {
+    while (true) {
+        const Woken woken = waitForInput(_fd, actions);
+        if (woken == Woken::ByNews) {
+            actions.report();
+        } else if (woken == Woken::ByInput) {
+            std::array<char, 4096> part{};
+            const ssize_t length = ::read(_fd, part.data(), part.size());
+            if (length > 0) {
+                _unread.append(part.data(), static_cast<std::size_t>(length));
+                return true;
+            }
+            if (length == 0 || (errno != EINTR && errno != EAGAIN)) {
+                return false;
+            }
+        }
+    }
 }
 
 struct TerminalLineReader::Editor {
@@ -32,6 +114,7 @@ struct TerminalLineReader::Editor {
         ::history(history.get(), &event, H_SETUNIQUE, 1);
         ::el_set(lines.get(), EL_CLIENTDATA, this);
         ::el_set(lines.get(), EL_PROMPT, &Editor::promptOf);
+        ::el_set(lines.get(), EL_GETCFN, &Editor::readKey);
         ::el_set(lines.get(), EL_EDITOR, "emacs");
         ::el_set(lines.get(), EL_SIGNAL, 1);
         ::el_set(lines.get(), EL_HIST, ::history, history.get());
@@ -40,10 +123,65 @@ struct TerminalLineReader::Editor {
         ::el_set(lines.get(), EL_BIND, "^C", "em-kill-line", nullptr);
     }
 
-    static char* promptOf(EditLine* lines) {
+    static Editor& of(EditLine* lines) {
         Editor* self = nullptr;
         ::el_get(lines, EL_CLIENTDATA, &self);
-        return self->prompt.data();
+        return *self;
+    }
+
+    static char* promptOf(EditLine* lines) { return of(lines).prompt.data(); }
+
+    // The editor's own function reads the key, once there is one. Nothing is thrown through it.
+    static int readKey(EditLine* lines, wchar_t* key) {
+        Editor& self = of(lines);
+        try {
+            if (!self.waitForKey()) {
+                errno = EINTR;
+                return -1;
+            }
+        } catch (...) {
+            self.failure = std::current_exception();
+            return -1;
+        }
+        ::el_set(lines, EL_GETCFN, EL_BUILTIN_GETCFN);
+        const int read = ::el_wgetc(lines, key);
+        ::el_set(lines, EL_GETCFN, &Editor::readKey);
+        return read;
+    }
+
+    /// False when Ctrl-C came as a signal.
+    bool waitForKey() {
+        Woken woken{};
+        while ((woken = waitForInput(STDIN_FILENO, *actions)) != Woken::ByInput) {
+            if (woken == Woken::ByNews) {
+                leaveLine();
+                actions->report();
+                ::el_set(lines.get(), EL_REFRESH);
+            } else if (Interrupt::take()) {
+                return false;
+            } else {
+                takeTerminalBack();
+            }
+        }
+        return true;
+    }
+
+    // The cursor may stand in any row of a long line: what is below it goes.
+    void leaveLine() const {
+        std::fputc('\n', output);
+        ::el_set(lines.get(), EL_ECHOTC, "-s", "cd", nullptr);
+        std::fflush(output);
+    }
+
+    // The editor handles only the first signal of a kind that comes while a line is typed.
+    void takeTerminalBack() const {
+        ::el_resize(lines.get());
+        if (std::exchange(continued, 0) != 0) {
+            ::el_set(lines.get(), EL_PREP_TERM, 0);
+            ::el_set(lines.get(), EL_PREP_TERM, 1);
+            leaveLine();
+            ::el_set(lines.get(), EL_REFRESH);
+        }
     }
 
     void remember(const std::string& line) const {
@@ -52,9 +190,13 @@ struct TerminalLineReader::Editor {
     }
 
     std::FILE* output;
+    WakingSignal resizing{SIGWINCH};
+    WakingSignal continuing{SIGCONT};
     std::unique_ptr<EditLine, decltype(&::el_end)> lines;
     std::unique_ptr<History, decltype(&::history_end)> history;
     std::string prompt;
+    Actions* actions = nullptr;  ///< While a line is read.
+    std::exception_ptr failure;
 };
 
 TerminalLineReader::TerminalLineReader(std::FILE* output)
@@ -62,8 +204,9 @@ TerminalLineReader::TerminalLineReader(std::FILE* output)
 
 TerminalLineReader::~TerminalLineReader() = default;
 
-std::optional<std::string> TerminalLineReader::next(const std::string& prompt) {
+std::optional<std::string> TerminalLineReader::next(const std::string& prompt, Actions& actions) {
     _editor->prompt = prompt;
+    _editor->actions = &actions;
     EditLine* lines = _editor->lines.get();
     // Before the prompt is shown, so that whoever sees it finds the keys bound. As a key, Ctrl-C
     // cannot arrive while nobody waits for it, nor in another thread; the terminal's own mode has
@@ -75,6 +218,9 @@ std::optional<std::string> TerminalLineReader::next(const std::string& prompt) {
     int length = 0;
     errno = 0;
     const char* typed = ::el_gets(lines, &length);
+    if (_editor->failure) {
+        std::rethrow_exception(std::exchange(_editor->failure, nullptr));
+    }
     if (typed == nullptr || length <= 0) {
         const bool interrupted = length < 0 && errno == EINTR;
         std::fputc('\n', _editor->output);

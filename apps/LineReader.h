@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdio>
-#include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
 
 namespace App {
+
+class Actions;
 
 /// Where the commands come from.
 class LineReader {
@@ -17,30 +18,35 @@ class LineReader {
     virtual ~LineReader();
 
     /// The next line, without its end; nothing when there are no more. A line that was given up
-    /// half-way is empty.
-    virtual std::optional<std::string> next(const std::string& prompt) = 0;
+    /// half-way is empty. What comes of the actions while there is no input is reported.
+    virtual std::optional<std::string> next(const std::string& prompt, Actions& actions) = 0;
 };
 
-/// Lines of a stream, which it does not own; it shows no prompt.
-class StreamLineReader : public LineReader {
+/// Lines from a file descriptor, which it does not own; it shows no prompt.
+class PlainLineReader : public LineReader {
   public:
-    explicit StreamLineReader(std::istream& in) : _in(in) {}
+    explicit PlainLineReader(int fd) : _fd(fd) {}
 
-    std::optional<std::string> next(const std::string& prompt) override;
+    std::optional<std::string> next(const std::string& prompt, Actions& actions) override;
 
   private:
-    std::istream& _in;
+    /// False at the end of the input.
+    bool readMore(Actions& actions);
+
+    int _fd;
+    std::string _unread;
 };
 
 /// Lines typed at the terminal that is standard input, with editing and a history that lasts as
-/// long as the reader. Ctrl-C empties the line.
+/// long as the reader. Ctrl-C empties the line. What is reported goes above the line, which is
+/// shown again as it was typed so far. One at a time.
 class TerminalLineReader : public LineReader {
   public:
     /// `output` is where prompt and line are shown.
     explicit TerminalLineReader(std::FILE* output);
     ~TerminalLineReader() override;
 
-    std::optional<std::string> next(const std::string& prompt) override;
+    std::optional<std::string> next(const std::string& prompt, Actions& actions) override;
 
   private:
     struct Editor;

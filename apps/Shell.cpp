@@ -21,7 +21,7 @@ bool Shell::run() {
     bool allWell = true;
     while (!_session.isQuitting() && _session.out().flush()) {
         _session.actions().report();
-        const auto line = _reader.next(prompt());
+        const auto line = _reader.next(prompt(), _session.actions());
         if (!line) {
             break;
         }

@@ -10,7 +10,7 @@ namespace App {
 /// Reads commands and carries them out, one after the other, until there are no more, one of them
 /// says so, or nobody takes the output any more. A command that fails says why on one line. A line
 /// that starts with # is a comment. What has become of earlier actions is said before the next
-/// prompt and the next command, and at the end, where it is waited for.
+/// prompt and the next command, while these are waited for, and at the end, where it is waited for.
 class Shell {
   public:
     enum class Echo { Off, On };

@@ -116,7 +116,7 @@ int runShell(App::Session& session, const Options& options, bool interactive) {
         reader = std::make_unique<App::TerminalLineReader>(::isatty(STDOUT_FILENO) != 0 ? stdout
                                                                                         : stderr);
     } else {
-        reader = std::make_unique<App::StreamLineReader>(std::cin);
+        reader = std::make_unique<App::PlainLineReader>(STDIN_FILENO);
     }
     const auto echo = options.echo && !interactive ? App::Shell::Echo::On : App::Shell::Echo::Off;
     const bool allWell = App::Shell(session, *reader, echo).run();

@@ -12,6 +12,7 @@
 #include "apps/Shell.h"
 #include "backend/FolderService.h"
 #include "tests/apps/Program.h"
+#include "tests/apps/Scratch.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace App {
@@ -53,7 +54,7 @@ class LinesInTime : public LineReader {
     LinesInTime(std::vector<std::string> lines, std::function<void()> before)
         : _lines(std::move(lines)), _before(std::move(before)) {}
 
-    std::optional<std::string> next(const std::string& /*prompt*/) override {
+    std::optional<std::string> next(const std::string& /*prompt*/, Actions& /*actions*/) override {
         _before();
         return _next < _lines.size() ? std::optional(_lines[_next++]) : std::nullopt;
     }
@@ -74,8 +75,8 @@ class ActionShellTest : public testing::Test {
     }
 
     bool run(const std::string& commands) {
-        std::istringstream in(commands);
-        StreamLineReader reader(in);
+        const Ormek::Testing::Scratch in(commands);
+        PlainLineReader reader(in.fd());
         return Shell(session(), reader).run();
     }
     std::string put(const std::string& name) const {

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +15,8 @@
 #include <system_error>
 #include <utility>
 
+#include "tests/apps/Scratch.h"
+
 namespace Ormek::Testing {
 
 namespace {
@@ -26,34 +27,6 @@ int checked(int result, const char* what) {
     }
     return result;
 }
-
-/// A file without a name.
-class Scratch {
-  public:
-    explicit Scratch(const std::string& content = "")
-        : _fd(checked(::memfd_create("scratch", MFD_CLOEXEC), "memfd_create")) {
-        checked(static_cast<int>(::write(_fd, content.data(), content.size())), "write");
-        ::lseek(_fd, 0, SEEK_SET);
-    }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
-    ~Scratch() { ::close(_fd); }
-
-    int fd() const { return _fd; }
-    std::string content() const {
-        std::string all;
-        std::array<char, 4096> part{};
-        ssize_t length = 0;
-        while ((length = ::pread(_fd, part.data(), part.size(), static_cast<off_t>(all.size()))) >
-               0) {
-            all.append(part.data(), static_cast<std::size_t>(length));
-        }
-        return all;
-    }
-
-  private:
-    int _fd;
-};
 
 /// Arguments and environment as exec wants them, made before the fork.
 class Exec {

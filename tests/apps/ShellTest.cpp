@@ -9,6 +9,7 @@
 
 #include "apps/Commands.h"
 #include "tests/apps/Program.h"
+#include "tests/apps/Scratch.h"
 #include "tests/support/ScriptedService.h"
 
 namespace App {
@@ -60,8 +61,8 @@ class ShellTest : public testing::Test {
     }
 
     bool run(const std::string& commands, Shell::Echo echo = Shell::Echo::Off) {
-        std::istringstream in(commands);
-        StreamLineReader reader(in);
+        const Ormek::Testing::Scratch in(commands);
+        PlainLineReader reader(in.fd());
         return Shell(session(), reader, echo).run();
     }
 

@@ -37,26 +37,23 @@ Woken waitForInput(int input, Actions& actions) {
     }
 }
 
+volatile std::sig_atomic_t resized = 0;
 volatile std::sig_atomic_t continued = 0;
 
-extern "C" void onTerminalSignal(int signal) {
-    if (signal == SIGCONT) {
-        continued = 1;
-    }
-}
+extern "C" void onTerminalSignal(int signal) { (signal == SIGCONT ? continued : resized) = 1; }
 
-/// Makes a signal end a wait, for as long as it lives.
-class WakingSignal {
+/// Makes a signal of the terminal end a wait, and remembers it, for as long as it lives.
+class TerminalSignal {
   public:
-    explicit WakingSignal(int signal) : _signal(signal) {
+    explicit TerminalSignal(int signal) : _signal(signal) {
         struct sigaction action {};
         action.sa_handler = onTerminalSignal;
         ::sigemptyset(&action.sa_mask);
         ::sigaction(_signal, &action, &_previous);
     }
-    WakingSignal(const WakingSignal&) = delete;
-    WakingSignal& operator=(const WakingSignal&) = delete;
-    ~WakingSignal() { ::sigaction(_signal, &_previous, nullptr); }
+    TerminalSignal(const TerminalSignal&) = delete;
+    TerminalSignal& operator=(const TerminalSignal&) = delete;
+    ~TerminalSignal() { ::sigaction(_signal, &_previous, nullptr); }
 
   private:
     int _signal;
@@ -151,19 +148,21 @@ struct TerminalLineReader::Editor {
 
     /// False when Ctrl-C came as a signal.
     bool waitForKey() {
-        Woken woken{};
-        while ((woken = waitForInput(STDIN_FILENO, *actions)) != Woken::ByInput) {
+        while (true) {
+            const Woken woken = waitForInput(STDIN_FILENO, *actions);
+            if (Interrupt::take()) {
+                return false;
+            }
+            heedSignals();
+            if (woken == Woken::ByInput) {
+                return true;
+            }
             if (woken == Woken::ByNews) {
                 leaveLine();
                 actions->report();
                 ::el_set(lines.get(), EL_REFRESH);
-            } else if (Interrupt::take()) {
-                return false;
-            } else {
-                takeTerminalBack();
             }
         }
-        return true;
     }
 
     // The cursor may stand in any row of a long line: what is below it goes.
@@ -173,9 +172,11 @@ struct TerminalLineReader::Editor {
         std::fflush(output);
     }
 
-    // The editor handles only the first signal of a kind that comes while a line is typed.
-    void takeTerminalBack() const {
-        ::el_resize(lines.get());
+    // The editor itself heeds only the first one of a kind that comes while it waits for a key.
+    void heedSignals() const {
+        if (std::exchange(resized, 0) != 0) {
+            ::el_resize(lines.get());
+        }
         if (std::exchange(continued, 0) != 0) {
             ::el_set(lines.get(), EL_PREP_TERM, 0);
             ::el_set(lines.get(), EL_PREP_TERM, 1);
@@ -190,8 +191,8 @@ struct TerminalLineReader::Editor {
     }
 
     std::FILE* output;
-    WakingSignal resizing{SIGWINCH};
-    WakingSignal continuing{SIGCONT};
+    TerminalSignal resizing{SIGWINCH};
+    TerminalSignal continuing{SIGCONT};
     std::unique_ptr<EditLine, decltype(&::el_end)> lines;
     std::unique_ptr<History, decltype(&::history_end)> history;
     std::string prompt;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -211,8 +212,15 @@ void RunningProgram::closeOutput() {
     }
 }
 
+void RunningProgram::signal(int number) const { checked(::kill(_pid, number), "kill"); }
+
+void RunningProgram::resize(int columns) const {
+    const winsize size{25, static_cast<unsigned short>(columns), 0, 0};
+    checked(::ioctl(_input, TIOCSWINSZ, &size), "ioctl");
+}
+
 void RunningProgram::kill() {
-    ::kill(_pid, SIGKILL);
+    signal(SIGKILL);
     wait();
 }
 

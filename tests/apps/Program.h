@@ -52,6 +52,9 @@ class RunningProgram {
     std::string readUntil(const std::string& text);
     void closeInput();
     void closeOutput();
+    void signal(int number) const;
+    /// Gives its terminal another width.
+    void resize(int columns) const;
     /// Ends it on the spot, as nothing can keep it from.
     void kill();
     /// Its exit status, minus the signal that ended it.

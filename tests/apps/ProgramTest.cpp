@@ -7,6 +7,7 @@
 #include <sys/xattr.h>
 
 #include <algorithm>
+#include <csignal>
 #include <ostream>
 
 #include "tests/apps/Files.h"
@@ -437,6 +438,60 @@ TEST_F(ProgramTest, ClosedStandardStreamsAreNoHarm) {
     EXPECT_THAT(contentOf(elsewhere / "trace"), Not(HasSubstr("entries, loaded")));
 }
 
+// --- While nothing is typed ----------------------------------------------------------------
+
+TEST_F(ProgramTest, AnOutcomeIsSaidWhileTheNextLineIsWaitedFor) {
+    writeFiles({"a"});
+    RunningProgram program({ORMEK_PROGRAM, "browse", folder.path()}, RunningProgram::On::Pipes);
+    program.type("rename a b\n");
+    program.readUntil(": done\n");
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("b"));
+    program.closeInput();
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST_F(ProgramTest, WhatWaitsForAnotherActionIsSentWhileTheNextLineIsWaitedFor) {
+    const TemporaryFolder local;
+    const std::string content = randomBytes(4U << 20U);
+    local.writeFile("large", content);
+    RunningProgram program({ORMEK_PROGRAM, "browse", folder.path()}, RunningProgram::On::Pipes);
+    program.type("put " + (local / "large").string() + " large\nrename large renamed\n");
+    program.readUntil("renaming 'large' to 'renamed'\n");
+    program.readUntil(": done\n");
+    program.readUntil(": done\n");
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("renamed"));
+    EXPECT_TRUE(contentOf(folder / "renamed") == content);
+}
+
+TEST_F(ProgramTest, AnOutcomeIsSaidBetweenTheTwoHalvesOfALine) {
+    writeFiles({"a"});
+    RunningProgram program({ORMEK_PROGRAM, "browse", folder.path()}, RunningProgram::On::Pipes);
+    program.type("rename a b\nhelp non");
+    program.readUntil(": done\n");
+    program.type("sense\n");
+    program.readUntil("ormek: help: there is no command 'nonsense'\n");
+}
+
+TEST_F(ProgramTest, EventsAreSaidWhileTheNextLineIsWaitedFor) {
+    writeFiles({"a"});
+    RunningProgram program({ORMEK_PROGRAM, "browse", folder.path()}, RunningProgram::On::Pipes);
+    program.type("events on\nrename a b\n");
+    program.readUntil("event: operation ");
+    program.readUntil(": done\n");
+}
+
+TEST_F(ProgramTest, LinesMayBeOfAnyLengthAndTheLastOneNeedsNoEnd) {
+    const std::string name(10000, 'x');
+    const Outcome outcome = browse("help " + name + "\n\npwd");
+    EXPECT_EQ(outcome.err, "ormek: help: there is no command '" + name + "'\n");
+    EXPECT_EQ(outcome.out, "/\n");
+}
+
+TEST_F(ProgramTest, AnInputThatCannotBeReadIsAtItsEnd) {
+    const std::string line = ORMEK_PROGRAM " browse \"$0\" <\"$0\"";
+    EXPECT_EQ(runProgram({"sh", "-c", line, folder.path()}).status, 0);
+}
+
 // --- The terminal --------------------------------------------------------------------------
 
 class TerminalTest : public ProgramTest {
@@ -485,6 +540,55 @@ TEST_F(TerminalTest, CtrlCEmptiesTheLine) {
     program.readUntil("ormek:/> ");
     program.type("\003\004");
     EXPECT_EQ(program.wait(), 0);
+}
+
+TEST_F(TerminalTest, AnOutcomeComesWhileACommandIsTypedWhichStaysWhole) {
+    writeFiles({"a"});
+    RunningProgram program = start();
+    program.readUntil("ormek:/> ");
+    program.type("rename a b\nhelp non");
+    program.readUntil(": done\r\n");
+    program.readUntil("ormek:/> help non");
+    EXPECT_THAT(namesIn(folder.path()), ElementsAre("b"));
+    program.type("sense\n");
+    program.readUntil("ormek: help: there is no command 'nonsense'");
+}
+
+TEST_F(TerminalTest, ALineOutlivesEveryStop) {
+    RunningProgram program = start();
+    program.readUntil("ormek:/> ");
+    program.type("help non");
+    program.readUntil("help non");
+    for (int stop = 0; stop < 3; ++stop) {
+        program.signal(SIGSTOP);
+        program.signal(SIGCONT);
+        program.readUntil("\n");
+        program.readUntil("ormek:/> help non");
+    }
+    program.type("sense\n");
+    program.readUntil("ormek: help: there is no command 'nonsense'");
+}
+
+TEST_F(TerminalTest, ALineIsBrokenWhereTheTerminalEndsNow) {
+    RunningProgram program = start();
+    program.readUntil("ormek:/> ");
+    // Each wider than the one before, whose rows are too short for it.
+    for (const int columns : {50, 70, 90}) {
+        program.resize(columns);
+        program.type("\003" + std::string(100, 'x'));
+        const std::string row(static_cast<std::size_t>(columns) - "ormek:/> "s.size(), 'x');
+        program.readUntil(row + " \b");
+    }
+}
+
+TEST_F(TerminalTest, AnInterruptFromElsewhereEmptiesTheLine) {
+    RunningProgram program = start();
+    program.readUntil("ormek:/> ");
+    program.type("nonsense");
+    program.readUntil("nonsense");
+    program.signal(SIGINT);
+    program.type("help ls\n");
+    EXPECT_THAT(program.readUntil("Lists a page"), Not(HasSubstr("unknown")));
 }
 
 }  // namespace

@@ -83,6 +83,19 @@ class DemoTest : public testing::Test {
                           {{"ORMEK_PROGRAM", ORMEK_PROGRAM}, {"TMPDIR", temporary.path()}});
     }
 
+    /// Somebody else changes the tree in the middle of the session, before a step of the script.
+    Outcome runTampered(const std::string& change, const std::string& step) const {
+        std::string script = source("script/demo");
+        const std::size_t place = script.find(step);
+        EXPECT_NE(place, std::string::npos) << step;
+        script.insert(place, change + "\n");
+        const TemporaryFolder copy;
+        copy.makeFolder("script");
+        const std::string tampered = copy.writeFile("script/demo", script);
+        return runProgram({"bash", tampered}, "",
+                          {{"ORMEK_PROGRAM", ORMEK_PROGRAM}, {"TMPDIR", temporary.path()}});
+    }
+
     void expectNothingButTheTrace(const Outcome& outcome) const {
         std::vector<std::string> left;
         for (const auto& entry : std::filesystem::directory_iterator(temporary.path())) {
@@ -138,19 +151,21 @@ TEST_F(DemoTest, ShowsActionsAndComparesWhatTheyLeave) {
 }
 
 TEST_F(DemoTest, FindsOutWhenTheFolderIsNotWhatItsListingSays) {
-    // In the middle of the session somebody else takes a file out of a folder that is listed.
-    const std::string script = source("script/demo");
-    const std::string step = "    mapfile -d '' -t folders";
-    ASSERT_THAT(script, HasSubstr(step));
-    const TemporaryFolder copy;
-    copy.makeFolder("script");
-    const std::string tampered = copy.writeFile(
-        "script/demo",
-        std::string(script).replace(script.find(step), 0, "    rm \"$tree/trip/diary\"\n"));
-    const Outcome outcome = runProgram(
-        {"bash", tampered}, "", {{"ORMEK_PROGRAM", ORMEK_PROGRAM}, {"TMPDIR", temporary.path()}});
+    const std::string beforeTheListings = "    mapfile -d '' -t folders";
+    for (const char* change : {"rm \"$tree/trip/diary\"", "echo more >>\"$tree/trip/diary\"",
+                               "rm \"$tree/trip/diary\"; mkdir \"$tree/trip/diary\""}) {
+        const Outcome outcome = runTampered(change, beforeTheListings);
+        EXPECT_EQ(outcome.status, 1) << change;
+        EXPECT_EQ(outcome.err, "demo: $'/trip/' is not what its listing says\n") << change;
+    }
+}
+
+TEST_F(DemoTest, FindsOutWhenAFileIsNotWhatTheSessionPrinted) {
+    const Outcome outcome =
+        runTampered("echo 'DEAR READER,' >\"$tree/trip/diary\"", "    diff -r -- ");
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.err, "demo: $'/trip' is not what its listing says\n");
+    EXPECT_THAT(outcome.err,
+                testing::EndsWith("demo: the files are not what the session printed\n"));
 }
 
 TEST_F(DemoTest, ShowsASessionOnAnyFolder) {

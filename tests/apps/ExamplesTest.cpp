@@ -151,7 +151,7 @@ TEST_F(DemoTest, ShowsActionsAndComparesWhatTheyLeave) {
 }
 
 TEST_F(DemoTest, FindsOutWhenTheFolderIsNotWhatItsListingSays) {
-    const std::string beforeTheListings = "    mapfile -d '' -t folders";
+    const std::string beforeTheListings = "    for folder in ";
     for (const char* change : {"rm \"$tree/trip/diary\"", "echo more >>\"$tree/trip/diary\"",
                                "rm \"$tree/trip/diary\"; mkdir \"$tree/trip/diary\""}) {
         const Outcome outcome = runTampered(change, beforeTheListings);

@@ -3,7 +3,6 @@
 #include "apps/Commands.h"
 #include "apps/Creation.h"
 #include "apps/Escape.h"
-#include "model/Object.h"
 
 namespace App {
 
@@ -15,19 +14,14 @@ std::string folderOf(Session& session, const Ormek::EntryValues& entry) {
 
 /// What is said of a key of an entry that it has, or has not.
 std::string keyText(const Ormek::EntryValues& entry, const std::string& key) {
+    if (entry.isFolder) {
+        // Those of folders are not held.
+        return quoted(key) + " of " + quoted(entry.name) + " is what it was";
+    }
     const auto found = entry.keyValues.find(key);
     return found == entry.keyValues.end()
                ? quoted(entry.name) + " has no " + quoted(key)
                : quoted(key) + " of " + quoted(entry.name) + " is " + quoted(found->second.first);
-}
-
-const Ormek::Object& documentAt(const std::shared_ptr<Ormek::Item>& entry) {
-    const auto* document = dynamic_cast<const Ormek::Object*>(entry.get());
-    if (document == nullptr) {
-        // Nobody here knows which ones it has, and saving one alone would drop them.
-        throw CommandError(quoted(entry->name()) + " is a folder: its key values are not held");
-    }
-    return *document;
 }
 
 }  // namespace
@@ -92,12 +86,11 @@ void runSet(Session& session, const Command::Words& words) {
     const std::string& key = arguments.paths()[1];
     const std::string& value = arguments.paths()[2];
     const std::string name = quoted(entry->name());
-    Nimra::KeyValues values = documentAt(entry).keyValues();
-    values[key].first = value;
     const auto putBack = [key, name](const Ormek::Outcome& outcome) {
         return outcome.entry ? keyText(*outcome.entry, key) : name + " is gone";
     };
-    const Ormek::Action action = session.client().saveMetaData(entry->id(), values);
+    const Ormek::Action action =
+        session.client().saveMetaData(entry->id(), {{key, {value, false}}});
     session.actions().begin(
         {action, "setting " + quoted(key) + " of " + name + " to " + quoted(value), putBack});
 }

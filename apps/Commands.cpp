@@ -197,7 +197,7 @@ constexpr std::array<Command, 23> CommandTable{{
     {"get", "PATH LOCALFILE", "Writes the content of a file into a new file of this machine.", "",
      runGet},
     {"cat", "PATH", "Prints the content of a file, byte by byte.", "", runCat},
-    {"set", "PATH KEY VALUE", "Sets a key value of a file; it keeps its others.", "", runSet},
+    {"set", "PATH KEY VALUE", "Sets a key value of an entry; it keeps its others.", "", runSet},
     {"session", "[--release] PATH", "Opens a session on a file, which keeps other sessions away.",
      "    --release      ends the one that was opened\n", runSession},
     {"events", "on|off", "Prints what happens to the entries, or no longer does.", "", runEvents},

@@ -81,8 +81,6 @@ class AttributeHolder {
                 errno, "cannot remove the attribute " + quotedName(name) + " of " + _text);
         }
     }
-    /// Turns what it has, `present`, into `wanted`.
-    void change(const Attributes& present, const Attributes& wanted) const;
 
   private:
     std::string _path;
@@ -114,24 +112,21 @@ Attributes AttributeHolder::read() const {
     return found;
 }
 
-/// Removes first: there may be room for the new ones only without the old.
-void AttributeHolder::change(const Attributes& present, const Attributes& wanted) const {
-    for (const auto& [name, value] : present) {
-        if (!wanted.contains(name)) {
-            remove(name);
-        }
-    }
-    for (const auto& [name, value] : wanted) {
-        const auto known = present.find(name);
-        if (known == present.end() || known->second != value) {
-            set(name, value);
-        }
-    }
-}
-
-void restore(const AttributeHolder& holder, const Attributes& before) noexcept {
+/// Puts back what was changed. Removes first: there may be room for the old ones only without the
+/// new.
+void restore(const AttributeHolder& holder, const Attributes& changes,
+             const Attributes& before) noexcept {
     try {
-        holder.change(holder.read(), before);
+        for (const auto& [name, value] : changes) {
+            if (!before.contains(name)) {
+                holder.remove(name);
+            }
+        }
+        for (const auto& [name, value] : changes) {
+            if (const auto known = before.find(name); known != before.end()) {
+                holder.set(name, known->second);
+            }
+        }
     } catch (...) {
         // What made this necessary is what the caller hears of.
     }
@@ -147,6 +142,14 @@ Attributes attributesOf(const KeyValues& values) {
         wanted[name] = value.first;
     }
     return wanted;
+}
+
+KeyValues keyValuesOf(const Attributes& attributes) {
+    KeyValues values;
+    for (const auto& [name, value] : attributes) {
+        values[name.substr(UserNamespace.size())] = {value, false};
+    }
+    return values;
 }
 
 }  // namespace
@@ -185,16 +188,26 @@ std::pair<bool, int> lookForAttributes(const std::string& path) {
     return {any, names.error};
 }
 
-void replaceAttributes(int fd, const KeyValues& values, const std::string& text) {
-    const Attributes wanted = attributesOf(values);
+KeyValues writeAttributes(int fd, const KeyValues& values, const std::string& text) {
+    Attributes changes = attributesOf(values);
     const AttributeHolder holder(fd, text);
     const Attributes before = holder.read();
+    Attributes after = changes;
+    after.insert(before.begin(), before.end());
+    KeyValues result = keyValuesOf(after);
+    std::erase_if(changes, [&](const auto& change) {
+        const auto known = before.find(change.first);
+        return known != before.end() && known->second == change.second;
+    });
     try {
-        holder.change(before, wanted);
+        for (const auto& [name, value] : changes) {
+            holder.set(name, value);
+        }
     } catch (...) {
-        restore(holder, before);
+        restore(holder, changes, before);
         throw;
     }
+    return result;
 }
 
 }  // namespace Nimra

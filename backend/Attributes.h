@@ -22,10 +22,11 @@ ReadAttributes readAttributes(const std::string& path, Links links);
 /// Whether there are any, and the error.
 std::pair<bool, int> lookForAttributes(const std::string& path);
 
-/// Makes the extended attributes that an open entry has in the user. namespace of xattr(7) those of
-/// the key values and no others; the flags have no counterpart. The descriptor may be one that was
-/// opened with O_PATH. `text` names the entry in errors. Throws ServiceError; the entry then has
-/// what it had before, unless even that cannot be written.
-void replaceAttributes(int fd, const KeyValues& values, const std::string& text);
+/// Gives an open entry the key values as extended attributes in the user. namespace of xattr(7),
+/// and leaves all others that it has as they are; the flags have no counterpart. Returns the key
+/// values that it has then, the flags false. The descriptor may be one that was opened with O_PATH.
+/// `text` names the entry in errors. Throws ServiceError; the attributes of the key values are then
+/// what they were before, unless even that cannot be written.
+KeyValues writeAttributes(int fd, const KeyValues& values, const std::string& text);
 
 }  // namespace Nimra

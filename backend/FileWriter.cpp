@@ -121,7 +121,7 @@ void FileWriter::write(const char* data, std::size_t size) {
 }
 
 void FileWriter::setAttributes(const KeyValues& values) {
-    replaceAttributes(_fd.get(), values, _folder.text(_name));
+    writeAttributes(_fd.get(), values, _folder.text(_name));
 }
 
 struct statx FileWriter::status() const {

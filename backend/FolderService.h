@@ -82,7 +82,8 @@ class FolderService : public StorageService {
     Document rename(const Document& document) override;
     /// Only for regular files. Waits for nothing but a lease, see fcntl(2), to be given back.
     OpenedDocument openStreams(const Document& document) override;
-    /// The key values become all the user attributes that the entry has. The length and the type
+    /// The key values become user attributes of the entry; those that they do not name stay as they
+    /// are, whoever wrote them. The record has all that the entry has then. The length and the type
     /// stay what the content and the name make them. Refused where the file system keeps no
     /// attributes. There is no call that changes several at once: others may see some of the new
     /// ones beside some of the old, and a process that is killed meanwhile leaves it so.

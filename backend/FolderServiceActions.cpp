@@ -330,8 +330,7 @@ Document FolderService::saveMetaData(const Document& document) {
     const Entry entry = entryOf(document.id);
     const FileDescriptor fd = pinned(entry.folder, entry.name);
     Document record = recordOf(entry, entry.parentId, entry.name);
-    record._keyValues = withoutFlags(document.keyValues());
-    replaceAttributes(fd.get(), document.keyValues(), entry.text());
+    record._keyValues = writeAttributes(fd.get(), document.keyValues(), entry.text());
     makeDurable(fd.get(), _root.get());
     return record;
 }

@@ -124,7 +124,8 @@ class Client {
     Action move(const Target& entry, const Target& folder);
     /// A folder only if it is empty, as the service judges it.
     Action remove(const Target& entry);
-    /// Puts these key values in the place of all that the entry has.
+    /// Gives the entry these key values; those under other keys stay as the service has them, also
+    /// the ones that are not held here.
     Action saveMetaData(const Target& entry, const Nimra::KeyValues& keyValues);
     /// Opens a document's content: `Outcome::stream`.
     Action open(const Target& document);

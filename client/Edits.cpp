@@ -75,7 +75,9 @@ std::optional<Edits::State> Edits::shown(const Entry& entry) {
         } else if (step.kind == ActionKind::Move) {
             state->folderId = step.to.folderId;
         } else if (step.kind == ActionKind::SaveMetaData) {
-            state->keyValues = step.to.keyValues;
+            for (const auto& [key, value] : step.to.keyValues) {
+                state->keyValues[key] = value;
+            }
         }
     }
     return state;

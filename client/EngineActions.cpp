@@ -365,7 +365,7 @@ Action Client::Engine::saveMetaData(const Target& target, const Nimra::KeyValues
         const unsigned long folderId = item->parentId();
         return undertake(ActionKind::SaveMetaData, item, {0, {}, keyValues}, [&] {
             if (object) {
-                object->setKeyValues(keyValues);
+                object->setKeyValues(_edits.shown(id)->keyValues);
             }
             return _cache.saveMetaData(userFor({id, folderId}), folderId, id, item->name(),
                                        object ? object->length() : 0,

@@ -36,7 +36,8 @@ class DocumentService : public DataService {
     virtual Document rename(const Document& document);
     /// Opens the content of what has that id.
     virtual OpenedDocument openStreams(const Document& document);
-    /// Puts the record's metadata in the place of what the server has.
+    /// Saves the record's key values; those that it does not name stay as the server has them. The
+    /// record that is returned has all of them.
     virtual Document saveMetaData(const Document& document);
 
     /// Gives a session for a document; refused while there is one.

@@ -239,8 +239,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"get file /", "not a name"}, Refusal{"get file ''", "not a name"},
         Refusal{"get file /tmp", "'/tmp' exists already"}, Refusal{"cat", "argument is missing"},
         Refusal{"cat none", "none"}, Refusal{"cat sub", "is a folder"}, Refusal{"cat /", "root"},
-        Refusal{"set file key", "set: an argument is missing"},
-        Refusal{"set sub key value", "'sub' is a folder: its key values are not held"},
+        Refusal{"set file key", "set: an argument is missing"}, Refusal{"set / key value", "root"},
         Refusal{"set none key value", "none"}, Refusal{"session", "argument is missing"},
         Refusal{"session sub", "sessions are for documents"}, Refusal{"session none", "none"},
         Refusal{"session --release file", "no session was opened on 'file'"},
@@ -391,6 +390,34 @@ TEST_F(ActionCommandsTest, SetAddsOneKeyValueToTheOthers) {
     EXPECT_THAT(linesOf(outcome.out), Contains(MatchesRegex("key value +artist=Somebody")));
 }
 
+TEST_F(ActionCommandsTest, SetLeavesWhatAnotherProgramHasWrittenMeanwhile) {
+    if (!hasAttributes()) {
+        GTEST_SKIP() << "no extended attributes here";
+    }
+    const std::string file = folder.writeFile("f");
+    RunningProgram program({ORMEK_PROGRAM, "browse", folder.path()}, RunningProgram::On::Pipes);
+    program.type("ls\n");
+    program.readUntil("1 of 1");
+    ASSERT_EQ(setxattr(file.c_str(), "user.elsewhere", "1", 1, 0), 0);
+    program.type("set f new 2\nwait\n");
+    program.readUntil(": done");
+    EXPECT_EQ(attribute(file, "user.elsewhere"), "1");
+    EXPECT_EQ(attribute(file, "user.new"), "2");
+}
+
+TEST_F(ActionCommandsTest, SetGivesAFolderAKeyValueBesideItsOthers) {
+    if (!hasAttributes()) {
+        GTEST_SKIP() << "no extended attributes here";
+    }
+    const std::string sub = folder.makeFolder("sub");
+    ASSERT_EQ(setxattr(sub.c_str(), "user.artist", "Nobody", 6, 0), 0);
+    const Outcome outcome = browse("set sub mood good\nwait\ntags sub\ntags\n");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(attribute(sub, "user.artist"), "Nobody");
+    EXPECT_EQ(attribute(sub, "user.mood"), "good");
+    EXPECT_EQ(outcome.out, "sub  artist=Nobody  mood=good\n");
+}
+
 TEST_F(ActionCommandsTest, ARefusedSetSaysWhatTheKeyIsAgain) {
     if (!hasAttributes()) {
         GTEST_SKIP() << "no extended attributes here";
@@ -406,6 +433,14 @@ TEST_F(ActionCommandsTest, ARefusedSetSaysWhatTheKeyIsAgain) {
     EXPECT_THAT(linesOf(outcome.err)[3], MatchesRegex("[0-9]+: failed: .*; 'song' has no 'k+'"));
     EXPECT_THAT(linesOf(outcome.out), Contains(MatchesRegex("key value +artist=Nobody")));
     EXPECT_EQ(attribute(file, "user.artist"), "Nobody");
+}
+
+TEST_F(ActionCommandsTest, ARefusedSetOfAFolderSaysThatNothingHasChanged) {
+    folder.makeFolder("sub");
+    const Outcome outcome = browse("set sub " + std::string(300, 'k') + " v\nwait\n");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(linesOf(outcome.err)[1],
+                MatchesRegex("[0-9]+: failed: .*; 'k+' of 'sub' is what it was"));
 }
 
 TEST_F(ActionCommandsTest, ASessionKeepsOthersAwayUntilItIsReleased) {

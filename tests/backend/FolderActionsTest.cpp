@@ -958,17 +958,28 @@ TEST_F(FolderActionsTest, AStreamFollowsItsFileNotItsName) {
 
 // --- Metadata ------------------------------------------------------------------------------
 
-TEST_F(FolderActionsTest, SavedMetadataTakeTheWholePlaceOfWhatWasThere) {
+TEST_F(FolderActionsTest, SavedMetadataLeaveWhatTheyDoNotNameAndTheRecordHasAll) {
     const unsigned long a = create("a", "x").id;
     Document saved = save(a, {{"one", "1"}, {"two", "2"}});
     EXPECT_THAT(saved.keyValues(),
                 ElementsAre(Pair("one", Pair("1", false)), Pair("two", Pair("2", false))));
     saved = save(a, {{"two", "zwei"}, {"three", std::string("3\0x", 3)}});
-    EXPECT_THAT(saved.keyValues(), ElementsAre(Pair("three", Pair(std::string("3\0x", 3), false)),
+    EXPECT_THAT(saved.keyValues(), ElementsAre(Pair("one", Pair("1", false)),
+                                               Pair("three", Pair(std::string("3\0x", 3), false)),
                                                Pair("two", Pair("zwei", false))));
-    EXPECT_THAT(look("a").documents.at(0).keyValues(), SizeIs(2));
-    EXPECT_EQ(load(ofType(listing(1), 16)).tags.at(0).keyValues().size(), 2U);
-    EXPECT_THAT(save(a, {}).keyValues(), IsEmpty());
+    EXPECT_EQ(look("a").documents.at(0).keyValues(), saved.keyValues());
+    EXPECT_EQ(load(ofType(listing(1), 16)).tags.at(0).keyValues(), saved.keyValues());
+    EXPECT_EQ(save(a, {}).keyValues(), saved.keyValues());
+}
+
+TEST_F(FolderActionsTest, AttributesThatWereWrittenElsewhereOutliveSavedMetadata) {
+    const unsigned long a = create("a", "x").id;
+    save(a, {{"mine", "1"}});
+    ASSERT_EQ(setxattr(path("a").c_str(), "user.elsewhere", "1", 1, 0), 0);
+    const Document saved = save(a, {{"mine", "2"}});
+    EXPECT_THAT(saved.keyValues(),
+                ElementsAre(Pair("elsewhere", Pair("1", false)), Pair("mine", Pair("2", false))));
+    EXPECT_EQ(look("a").documents.at(0).keyValues(), saved.keyValues());
 }
 
 TEST_F(FolderActionsTest, LengthAndTypeAreNotChangedByMetadata) {

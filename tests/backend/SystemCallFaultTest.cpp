@@ -118,7 +118,7 @@ class Site {
         folder.writeFile("empty/" + Leftover, "half");
         fs::create_symlink("file.txt", folder / "link");
         set("file.txt", "changed", "old");
-        set("file.txt", "dropped", "old");
+        set("file.txt", "left", "old");
         set("folder", "kept", "old");
         // Looked up one by one: a listing that is kept would be looked at first, or not, as time
         // has it.

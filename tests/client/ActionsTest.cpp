@@ -285,7 +285,21 @@ TEST_F(ActionsTest, RemovedFolderTakesWhatIsHeldOfItAlong) {
 
 // --- Metadata, content, sessions ------------------------------------------------------------
 
-TEST_F(ActionsTest, MetaDataShowAtOnceAndReplaceWhatWasThere) {
+TEST_F(ActionsTest, MetaDataThatWereWrittenElsewhereMeanwhileStayAndAreShown) {
+    fillRoot();
+    service.editDocument(20, [](Nimra::Document& document) {
+        document.setKeyValue("elsewhere", {"1", false});
+    });
+    const Action action = client().saveMetaData(20, Blue);
+    EXPECT_EQ(keyValuesOf(20), Blue);
+    expectDone(action);
+    EXPECT_THAT(service.actions(), ElementsAre("save 20 a in 1 by 1 length 0 type  colour=blue"));
+    const Nimra::KeyValues both{{"colour", {"blue", true}}, {"elsewhere", {"1", false}}};
+    EXPECT_EQ(keyValuesOf(20), both);
+    EXPECT_EQ(client().poll(action).entry->keyValues, both);
+}
+
+TEST_F(ActionsTest, MetaDataShowAtOnceAndReplaceWhatWasUnderTheirKeys) {
     fillRoot();
     expectDone(client().saveMetaData(20, Blue));
     service.editDocument(20, [](Nimra::Document& document) {

@@ -10,6 +10,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Pair;
 using ::testing::UnorderedElementsAre;
 
 using State = Edits::State;
@@ -63,6 +64,18 @@ TEST_F(EditsTest, StepsAreShownOverWhatIsServed) {
     begin(5, ActionKind::Remove);
     EXPECT_FALSE(edits.shown(Entry));
     EXPECT_TRUE(edits.has(Entry));
+}
+
+TEST_F(EditsTest, KeyValuesAreShownBesideThoseUnderOtherKeys) {
+    const State served{Folder, "a", {{"colour", {"red", false}}, {"mood", {"good", false}}}};
+    begin(1, ActionKind::SaveMetaData, {0, {}, Blue}, Entry, served);
+    begin(2, ActionKind::SaveMetaData, {0, {}, {{"size", {"3", false}}}});
+    EXPECT_THAT(edits.shown(Entry)->keyValues,
+                ElementsAre(Pair("colour", Pair("blue", true)), Pair("mood", Pair("good", false)),
+                            Pair("size", Pair("3", false))));
+    EXPECT_THAT(edits.end(Entry, 1)->keyValues,
+                ElementsAre(Pair("colour", Pair("red", false)), Pair("mood", Pair("good", false)),
+                            Pair("size", Pair("3", false))));
 }
 
 TEST_F(EditsTest, StepsCanBeTakenOutInAnyOrder) {

@@ -257,7 +257,9 @@ class ScriptedActions : public ScriptedService {
     }
 
     static void keep(Nimra::Document& document, const Nimra::KeyValues& keyValues) {
-        document._keyValues = keyValues;
+        for (const auto& [key, value] : keyValues) {
+            document._keyValues[key] = value;
+        }
     }
     static void keep(Nimra::Folder&, const Nimra::KeyValues&) {}
 

@@ -125,7 +125,9 @@ std::map<unsigned long, ActionBook::Wanted> ActionBook::wanted() const {
         wanted.created = wanted.created || isCreation(asked.kind);
         wanted.moves += asked.kind == ActionKind::Move ? 1 : 0;
         if (asked.kind == ActionKind::SaveMetaData) {
-            wanted.keyValues = asked.keyValues;
+            for (const auto& [key, value] : asked.keyValues) {
+                wanted.keyValues[key] = value;
+            }
         }
         wanted.removed = wanted.removed || asked.kind == ActionKind::Remove;
     }

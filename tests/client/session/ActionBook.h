@@ -32,7 +32,7 @@ class ActionBook {
         bool removed = false;
         std::optional<std::string> name;
         std::optional<unsigned long> folderId;
-        std::optional<Nimra::KeyValues> keyValues;
+        Nimra::KeyValues keyValues;  ///< Not all that it has.
         unsigned long moves = 0;
         bool created = false;
     };

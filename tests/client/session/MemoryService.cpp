@@ -162,9 +162,9 @@ Nimra::OpenedDocument MemoryService::openStreams(const Nimra::Document& document
 }
 
 Nimra::Document MemoryService::saveMetaData(const Nimra::Document& document) {
-    Nimra::KeyValues values = document.keyValues();
-    for (auto& [key, value] : values) {
-        value.second = false;
+    Nimra::KeyValues values = _tree.at(document.id).keyValues;
+    for (const auto& [key, value] : document.keyValues()) {
+        values[key] = {value.first, false};
     }
     _tree.setKeyValues(document.id, std::move(values));
     return recordOf(_tree.at(document.id));

@@ -84,7 +84,9 @@ class Client {
     /// with what is held of it. One whose load the service had not begun when it was switched
     /// off stays pending until it is on again.
     Query list(unsigned long folderId, const ListOptions& options = {});
-    /// One page of the tags of a folder's entries; `kind` plays no part.
+    /// One page of the tags of a folder's entries, as the service has them: one that is held is no
+    /// longer current once an action on one of the entries was asked for, and again when it is
+    /// done. `kind` plays no part.
     Query tags(unsigned long folderId, const ListOptions& options = {});
     /// The entry at a path, such as "a/b", from the root or from a folder. Empty parts and "."
     /// are skipped, ".." is the folder above, the root its own; an empty path is where it starts.

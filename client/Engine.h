@@ -226,6 +226,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void noteNews(unsigned long id);
     void doubtLoads(unsigned long folderId);
     void doubtPages(unsigned long folderId);
+    void doubtTags(unsigned long folderId, unsigned long id) noexcept;
     void doubtLookUps(const Item& item);
     std::shared_ptr<Item> bringIn(Nimra::Document& document);
     std::shared_ptr<Item> bringIn(Nimra::Folder& folder);

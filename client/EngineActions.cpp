@@ -150,6 +150,7 @@ template <class Send>
 Action Client::Engine::undertake(ActionKind kind, const std::shared_ptr<Item>& item,
                                  const Edits::State& to, Send send) {
     const unsigned long id = item->id();
+    const unsigned long folderId = item->parentId();
     auto state = std::make_shared<Action::State>();
     state->outcome.kind = kind;
     state->outcome.entryId = id;
@@ -170,6 +171,9 @@ Action Client::Engine::undertake(ActionKind kind, const std::shared_ptr<Item>& i
     const unsigned long operationId = state->outcome.operationId;
     if (isEdit(kind)) {
         _edits.number(id, operationId);
+        // Loads that are asked for from now on follow it to the service, unless it has to wait.
+        doubtTags(folderId, id);
+        doubtTags(to.folderId, id);
     }
     auto node = prepared.extract(0);
     node.key() = operationId;
@@ -521,6 +525,9 @@ void Client::Engine::applySuccess(const Undertaking& undertaking, unsigned long 
     const Shown served = removed ? std::nullopt : Shown(stateOf(record));
     const Before before = this->before({id});
     const Shown was = shownOf(id);
+    const Shown stood = _edits.served(id);
+    _listings.invalidateTags(stood ? stood->folderId : 0, id);
+    _listings.invalidateTags(record.parentId, id);
     _edits.served(id, served);
     _edits.end(id, operationId);
     const Shown now = _edits.has(id) ? _edits.shown(id) : served;

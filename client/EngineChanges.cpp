@@ -49,6 +49,8 @@ void Client::Engine::changeElsewhere(Record record) {
     }
     doubtLookUps(*item);
     doubt(folderId, record.id);
+    // Its tag may be held where it lay before, also when the entry itself is not.
+    _listings.invalidateTags(folderId, record.id);
     for (const unsigned long id : outdated) {
         invalidate(id);
     }
@@ -125,6 +127,16 @@ void Client::Engine::doubtPages(unsigned long folderId) {
         load.doubted =
             load.doubted || (load.kind != LoadKind::LookUp && load.filter.matchesDataId(folderId));
     }
+}
+
+// A change of an entry of the folder: neither are its tags answered from memory, nor with a load
+// that was asked for before.
+void Client::Engine::doubtTags(unsigned long folderId, unsigned long id) noexcept {
+    for (auto& [operationId, load] : _loads) {
+        load.doubted =
+            load.doubted || (load.kind == LoadKind::Tags && load.filter.matchesDataId(folderId));
+    }
+    _listings.invalidateTags(folderId, id);
 }
 
 // Whoever looks for this name is answered with the entry, which the service may not have had yet.

@@ -153,7 +153,9 @@ void Client::Engine::receivePage(const Load& load, Nimra::Page& page) {
     }
     Outdated outdated;
     mergePage(load, page, outdated);
-    if (load.doubted) {
+    if (load.doubted && load.kind == LoadKind::Tags) {
+        internalOf(load).invalidate();
+    } else if (load.doubted) {
         outdated.insert(folderId);
     }
     for (const unsigned long id : outdated) {
@@ -191,7 +193,8 @@ void Client::Engine::concludeEach(const Load& load, Conclude conclude) {
 bool Client::Engine::isOutdated(const Load& load, const Nimra::Page& page) const {
     const auto isNewsHere = [&](const auto& record) { return isNews(record.id, load); };
     return load.doubted || std::any_of(page.folders.begin(), page.folders.end(), isNewsHere) ||
-           std::any_of(page.documents.begin(), page.documents.end(), isNewsHere);
+           std::any_of(page.documents.begin(), page.documents.end(), isNewsHere) ||
+           std::any_of(page.tags.begin(), page.tags.end(), isNewsHere);
 }
 
 bool Client::Engine::isNews(unsigned long id, const Load& load) const {

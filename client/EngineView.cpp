@@ -107,9 +107,11 @@ void Client::Engine::leave(const Item& item, unsigned long folderId) {
 // then it is only hidden.
 void Client::Engine::lose(unsigned long id) {
     const Before before = this->before({id});
+    const Shown served = servedOf(id);
+    _listings.invalidateTags(served ? served->folderId : 0, id);
     if (!_edits.has(id)) {
         drop(id);
-    } else if (_edits.served(id)) {
+    } else if (served) {
         const Shown was = _edits.shown(id);
         _edits.served(id, std::nullopt);
         show(id, was, _edits.shown(id));

@@ -218,6 +218,14 @@ bool Listings::invalidate(unsigned long folderId, const QueryResult* except) noe
     return any;
 }
 
+void Listings::invalidateTags(unsigned long folderId, unsigned long id) noexcept {
+    for (const std::shared_ptr<QueryResult>& listing : _cache.keyValueDirectories()) {
+        if (internalOf(listing).filter().matchesDataId(folderId) || listing->contains(id)) {
+            internalOf(listing).invalidate();
+        }
+    }
+}
+
 // --- Folders that come and go --------------------------------------------------------------
 
 void Listings::rekey(unsigned long localId, unsigned long serverId) {

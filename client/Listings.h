@@ -45,6 +45,8 @@ class Listings {
     /// Every page of every listing of the folder and of its tags, but for `except`, is to be loaded
     /// before it is shown again. Returns whether there was any such listing.
     bool invalidate(unsigned long folderId, const QueryResult* except = nullptr) noexcept;
+    /// The same for the listings of the folder's tags alone, and for those that show the entry.
+    void invalidateTags(unsigned long folderId, unsigned long id) noexcept;
     /// Opens the listings of a folder anew, under the id that the service has given it, with all
     /// their entries; the old ones are left behind empty.
     void rekey(unsigned long localId, unsigned long serverId);

@@ -418,6 +418,21 @@ TEST_F(ActionCommandsTest, SetGivesAFolderAKeyValueBesideItsOthers) {
     EXPECT_EQ(outcome.out, "sub  artist=Nobody  mood=good\n");
 }
 
+TEST_F(ActionCommandsTest, TagsShowWhatWasDoneSinceTheyWereListed) {
+    if (!hasAttributes()) {
+        GTEST_SKIP() << "no extended attributes here";
+    }
+    const std::string file = folder.writeFile("f");
+    folder.makeFolder("sub");
+    ASSERT_EQ(setxattr(file.c_str(), "user.k", "1", 1, 0), 0);
+    const Outcome outcome = browse(
+        "tags\nset f k 2\nwait\ntags\nrename f g\nwait\ntags\nmv g sub\nwait\ntags\n"
+        "cd sub\ntags\nrm g\nwait\ntags\n");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.out, "f  k=1\nf  k=2\ng  k=2\ng  k=2\n");
+    EXPECT_THAT(linesOf(outcome.err), Not(Contains(HasSubstr("from memory"))));
+}
+
 TEST_F(ActionCommandsTest, ARefusedSetSaysWhatTheKeyIsAgain) {
     if (!hasAttributes()) {
         GTEST_SKIP() << "no extended attributes here";

@@ -51,6 +51,17 @@ class ListingsTest : private Silence, public ::testing::Test {
         wired.cache.cacheObjectPtrInternal(made);
         return made;
     }
+    std::shared_ptr<QueryResult> deliverTags(unsigned long folderId,
+                                             const std::vector<std::shared_ptr<Item>>& all) {
+        FilterInternal tagged = folderFilter(folderId);
+        tagged.setDataType(16);
+        std::shared_ptr<QueryResult> tags;
+        wired.cache.getKeyValues(tagged, tags);
+        auto& internal = dynamic_cast<QueryResultInternal&>(*tags);
+        internal.addPage(0, 100);
+        internal.addItems(0, {all.begin(), all.end()});
+        return tags;
+    }
     static std::vector<std::string> names(const std::shared_ptr<QueryResult>& listing) {
         std::vector<std::string> all;
         for (const auto& entry : listing->items()) {
@@ -185,14 +196,19 @@ TEST_F(ListingsTest, RenamedEntryIsRefittedToTheSearches) {
     EXPECT_THAT(names(search), ElementsAre("a", "ab", "ca"));
 }
 
+TEST_F(ListingsTest, InvalidationOfTagsReachesThoseOfTheFolderAndThoseThatShowTheEntry) {
+    const auto shown = deliverTags(OtherFolder, {makeObject(1, OtherFolder, "a")});
+    const auto tags = deliverTags(Folder, {});
+    listings.invalidateTags(Folder, 2);
+    EXPECT_FALSE(current(tags));
+    EXPECT_TRUE(current(shown));
+    listings.invalidateTags(Folder, 1);
+    EXPECT_FALSE(current(shown));
+    EXPECT_TRUE(current(whole));
+}
+
 TEST_F(ListingsTest, InvalidationReachesEveryListingOfTheFolderButOne) {
-    FilterInternal tagged = folderFilter(Folder);
-    tagged.setDataType(16);
-    std::shared_ptr<QueryResult> tags;
-    wired.cache.getKeyValues(tagged, tags);
-    auto& internal = dynamic_cast<QueryResultInternal&>(*tags);
-    internal.addPage(0, 100);
-    internal.addItems(0, {});
+    const auto tags = deliverTags(Folder, {});
     EXPECT_TRUE(current(tags));
 
     EXPECT_TRUE(listings.invalidate(Folder, whole.get()));

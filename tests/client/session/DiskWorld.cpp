@@ -48,6 +48,7 @@ Tree treeOf(const fs::path& folder) {
         const std::string name = entry.path().filename().string();
         if (entry.is_directory()) {
             tree.entries[name] = treeOf(entry.path());
+            tree.entries[name].keyValues = attributesOf(entry.path());
         } else {
             tree.entries[name] = {false, contentOf(entry.path()), attributesOf(entry.path()), {}};
         }

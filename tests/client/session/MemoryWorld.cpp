@@ -17,7 +17,7 @@ std::unique_ptr<Nimra::StorageService> MemoryWorld::service() {
 Tree MemoryWorld::tree() const { return treeOf(_tree.at(MemoryTree::RootId)); }
 
 Tree MemoryWorld::treeOf(const MemoryTree::Node& node) const {
-    Tree tree{node.isFolder, node.content, node.isFolder ? Nimra::KeyValues() : node.keyValues, {}};
+    Tree tree{node.isFolder, node.content, node.keyValues, {}};
     for (const MemoryTree::Node& child : _tree.children(node.id)) {
         tree.entries[child.name] = treeOf(child);
     }

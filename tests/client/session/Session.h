@@ -109,6 +109,7 @@ class Session {
     void settleDown();
     void compareAsHeld(unsigned long folderId, const Tree& tree, const Step& step);
     bool compareAnswer(const Page& page, const Answer& answer, const Tree& tree);
+    void compareTags(unsigned long folderId, Freshness freshness, const Tree& tree);
     void refresh(unsigned long folderId, const Step& step);
     void compare(unsigned long folderId, const std::string& path, const Tree& tree,
                  const Step& step, Compared& compared);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "model/Container.h"
 #include "model/Object.h"
@@ -45,6 +46,19 @@ std::string textOf(const std::vector<std::string>& names) {
         text += '"' + name + '"';
     }
     return text.empty() ? "nothing" : text;
+}
+
+using Tags = std::vector<std::pair<std::string, Nimra::KeyValues>>;
+
+std::string textOf(const Tags& tags) {
+    std::vector<std::string> texts;
+    for (const auto& [name, keyValues] : tags) {
+        texts.push_back(name);
+        for (const auto& [key, value] : keyValues) {
+            texts.back() += ' ' + key + '=' + value.first;
+        }
+    }
+    return textOf(texts);
 }
 
 }  // namespace
@@ -116,6 +130,7 @@ void Session::compareAsHeld(unsigned long folderId, const Tree& tree, const Step
     Page page{folderId, options(step)};
     page.options.freshness = Freshness::Cached;
     compareAnswer(page, answerTo(_client->list(folderId, page.options)), tree);
+    compareTags(folderId, Freshness::Cached, tree);
     Page whole{folderId, {}};
     const Answer answer = answerTo(_client->list(folderId, whole.options));
     if (!compareAnswer(whole, answer, tree)) {
@@ -145,6 +160,29 @@ bool Session::compareAnswer(const Page& page, const Answer& answer, const Tree& 
     expect(names == expected, "without a reload, listed in " + std::to_string(page.folderId) +
                                   " are " + textOf(names) + ", but there are " + textOf(expected));
     return true;
+}
+
+// Also fine when it has failed, as was planned.
+void Session::compareTags(unsigned long folderId, Freshness freshness, const Tree& tree) {
+    ListOptions options;
+    options.freshness = freshness;
+    const Answer answer = answerTo(_client->tags(folderId, options));
+    if (answer.state != AnswerState::Answered) {
+        return;
+    }
+    Tags tags;
+    for (const auto& tag : answer.entries) {
+        const auto* object = dynamic_cast<const Object*>(tag.get());
+        tags.emplace_back(tag->name(), object ? object->keyValues() : Nimra::KeyValues());
+    }
+    Tags expected;
+    for (const auto& [name, entry] : tree.entries) {
+        if (!entry.keyValues.empty()) {
+            expected.emplace_back(name, entry.keyValues);
+        }
+    }
+    expect(tags == expected, "the tags of " + std::to_string(folderId) + " are " + textOf(tags) +
+                                 ", but there are " + textOf(expected));
 }
 
 // Whatever was planned to fail fails now.
@@ -179,6 +217,7 @@ void Session::compare(unsigned long folderId, const std::string& path, const Tre
     compareListing(page, tree);
     Page other{folderId, options(step)};
     compareListing(other, tree);
+    compareTags(folderId, Freshness::Reload, tree);
     for (const auto& item : listed(page)) {
         const unsigned long id = item->id();
         expect(compared.ids.insert(id).second, "id " + std::to_string(id) + " is in two folders");

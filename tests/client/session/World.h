@@ -16,7 +16,7 @@ namespace Ormek::Testing {
 struct Tree {
     bool isFolder = true;
     std::string content = {};
-    Nimra::KeyValues keyValues = {};  ///< Of a document.
+    Nimra::KeyValues keyValues = {};
     std::map<std::string, Tree> entries = {};
 };
 

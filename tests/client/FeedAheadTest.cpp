@@ -195,6 +195,18 @@ TEST_F(FeedAheadTest, QueryForTagsAfterADoubtDoesNotJoinALoadFromBeforeIt) {
     EXPECT_THAT(take(after).entries, SizeIs(1));
 }
 
+TEST_F(FeedAheadTest, TagsThatShowWhatWasRemovedSinceAreLoadedAgainEvenIfTheEntryIsNotHeld) {
+    fillRoot();
+    service.addTag(50, Root, "artist", "x");
+    const Query before = answered([&] { return client().tags(Root); });
+    service.drop(50);
+    client().onRemoteRemoval(50);
+    EXPECT_THAT(take(before).entries, SizeIs(1));
+    const Answer after = take(client().tags(Root));
+    EXPECT_EQ(after.source, AnswerSource::Load);
+    EXPECT_THAT(after.entries, IsEmpty());
+}
+
 // --- Look-ups --------------------------------------------------------------------------------
 
 TEST_F(FeedAheadTest, EntryThatLeftAfterTheLookUpStaysWhereItIs) {

@@ -20,7 +20,7 @@ class Action {
     unsigned long operationId() const { return _operationId; }
     /// What it is done to; 0 for an action that was refused at once. Of a creation the new entry,
     /// under a local id (service/LocalIds.h), which the client goes on taking for it when the
-    /// service has given it another one.
+    /// service has given it another one, until it is removed.
     unsigned long entryId() const { return _entryId; }
 
   private:

@@ -253,6 +253,7 @@ class Client::Engine : private Nimra::ItemEventProtocol {
     void send(std::unique_ptr<Nimra::Operation> operation) noexcept;
 
     Undertakings takeUndertaking(unsigned long operationId) noexcept;
+    void forgetId(unsigned long id);
     bool applyTwice(const Undertaking& undertaking, unsigned long operationId,
                     const Nimra::Document& record) noexcept;
     void applySuccess(const Undertaking& undertaking, unsigned long operationId,

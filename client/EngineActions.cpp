@@ -490,6 +490,9 @@ void Client::Engine::finished(unsigned long operationId, const Nimra::Document& 
         failAction(operationId, std::move(taken), _noIdGiven);
     } else if (applyTwice(undertaking, operationId, document)) {
         conclude(undertaking, operationId, {});
+        if (undertaking.kind == ActionKind::Remove) {
+            forgetId(current(id));
+        }
     } else if (isMade && Nimra::isLocalId(current(id))) {
         failAction(operationId, std::move(taken), _outOfMemory);
     } else {
@@ -497,6 +500,13 @@ void Client::Engine::finished(unsigned long operationId, const Nimra::Document& 
         conclude(undertaking, operationId, {});
     }
     release();
+}
+
+// Otherwise the ids of all that was ever made here would be kept.
+void Client::Engine::forgetId(unsigned long id) {
+    if (!_cache.getItemInternal(id)) {
+        _parked.idGone(id);
+    }
 }
 
 // False when memory has run out twice. What could not be put right is loaded again.

@@ -282,8 +282,21 @@ void QueuedOperationsManager::idKnown(unsigned long localId, unsigned long serve
         throw std::invalid_argument("not a server id: " + std::to_string(serverId));
     }
     const std::lock_guard lock(_mutex);
+    _localIds[serverId] = localId;
     _serverIds[localId] = serverId;
     putAllRight();
+}
+
+void QueuedOperationsManager::idGone(unsigned long serverId) {
+    const std::lock_guard lock(_mutex);
+    const auto gone = _localIds.find(serverId);
+    if (gone == _localIds.end()) {
+        return;
+    }
+    if (known(gone->second) == serverId) {
+        _serverIds.erase(gone->second);
+    }
+    _localIds.erase(gone);
 }
 
 void QueuedOperationsManager::userKnown(unsigned long userId) {

@@ -69,6 +69,8 @@ class QueuedOperationsManager {
     /// An item has its server id. Throws std::invalid_argument when `localId` is no local id, or
     /// `serverId` is one or is 0.
     void idKnown(unsigned long localId, unsigned long serverId);
+    /// An item is gone for good: its local id, if it had one, no longer stands for this one.
+    void idGone(unsigned long serverId);
     /// The user is known, and takes the place of the user id 0. Throws std::invalid_argument for 0.
     void userKnown(unsigned long userId);
 
@@ -106,6 +108,7 @@ class QueuedOperationsManager {
     Operations _operations;
     bool _anyReady = false;  // False when certainly none is: looking would be in vain.
     std::map<unsigned long, unsigned long> _serverIds;  // By local id.
+    std::map<unsigned long, unsigned long> _localIds;   // By server id.
     unsigned long _userId = 0;
 };
 

@@ -37,12 +37,12 @@ class LongLifeTest : public ActingTest {
 
 TEST_F(LongLifeTest, EntriesThatWereMadeAndRemovedLeaveTheirIdsAlone) {
     list(Root);
-    // The local id goes on working, and this service keeps what was uploaded.
+    // This service keeps what was uploaded.
     EXPECT_LT(growth([&](unsigned long) {
                   const Action made = client().createDocument(Root, "new");
                   expectDone(client().remove(made.entryId()));
               }),
-              2 * Rounds + Rounds / 10);
+              Rounds + Rounds / 10);
 }
 
 TEST_F(LongLifeTest, EntriesThatMoveToAndFroLeaveNothing) {
@@ -79,7 +79,7 @@ TEST_F(LongLifeTest, FoldersThatWereMadeAndRemovedLeaveTheirIdsAlone) {
                   expectDone(client().remove(inside.entryId()));
                   expectDone(client().remove(folder.entryId()));
               }),
-              3 * Rounds + Rounds / 10);
+              Rounds + Rounds / 10);
 }
 
 }  // namespace

@@ -290,6 +290,30 @@ TEST_F(ParkedOperationsTest, EveryIdOfADocumentIsPutRight) {
     EXPECT_EQ(document.ownerId, 44u);
 }
 
+TEST_F(ParkedOperationsTest, ALocalIdNoLongerStandsForAnItemThatIsGone) {
+    parked.idKnown(LocalDocument, 41);
+    parked.idKnown(OtherLocalDocument, 42);
+    parked.idGone(41);
+    EXPECT_EQ(parked.serverId(LocalDocument), LocalDocument);
+    EXPECT_EQ(parked.serverId(OtherLocalDocument), 42u);
+    const Nimra::Document& document = parkFile(1, Rename, LocalDocument, Folder);
+    parked.userKnown(44);
+    EXPECT_EQ(document.id, LocalDocument);
+    parked.idKnown(LocalDocument, 43);
+    EXPECT_EQ(document.id, 43u);
+}
+
+TEST_F(ParkedOperationsTest, AnItemThatIsGoneTakesNoIdFromAnother) {
+    parked.idKnown(LocalDocument, 41);
+    parked.idKnown(LocalDocument, 42);
+    parked.idGone(41);
+    EXPECT_EQ(parked.serverId(LocalDocument), 42u);
+    parked.idGone(43);
+    EXPECT_EQ(parked.serverId(LocalDocument), 42u);
+    parked.idGone(42);
+    EXPECT_EQ(parked.serverId(LocalDocument), LocalDocument);
+}
+
 TEST_F(ParkedOperationsTest, OtherIdsStay) {
     const Nimra::Document& document = parkMove(1, LocalDocument, LocalFolder, OtherLocalFolder);
     const Nimra::ItemFilter& load = parkLoad(2, {Folder, LocalFolder}, User);

@@ -115,6 +115,11 @@ std::vector<ServiceOperation> parkingOperations() {
          [](W& w) { return refusal([&w] { w.parked.idKnown(Folder, Document); }); }},
         {"idKnown, no server id",
          [](W& w) { return refusal([&w] { w.parked.idKnown(LocalFolder, LocalDocument); }); }},
+        {"idGone",
+         [](W& w) {
+             w.parked.idGone(Document);
+             return std::to_string(w.parked.serverId(LocalDocument));
+         }},
         {"userKnown",
          [](W& w) {
              w.parked.userKnown(User);

@@ -21,11 +21,12 @@ namespace {
 
 enum class Woken { ByInput, ByNews, BySignal };
 
-// Input goes first: whoever takes a line reports before carrying it out.
-Woken waitForInput(int input, Actions& actions) {
+// Input goes first: whoever takes a line reports before carrying it out. With `signals`, those that
+// it holds back are held back meanwhile, and no others.
+Woken waitForInput(int input, Actions& actions, const sigset_t* signals = nullptr) {
     while (true) {
         std::array<pollfd, 2> awaited{{{input, POLLIN, 0}, {actions.fd(), POLLIN, 0}}};
-        if (::poll(awaited.data(), awaited.size(), -1) < 0) {
+        if (::ppoll(awaited.data(), awaited.size(), nullptr, signals) < 0) {
             return Woken::BySignal;
         }
         if (awaited[0].revents != 0) {
@@ -36,6 +37,28 @@ Woken waitForInput(int input, Actions& actions) {
         }
     }
 }
+
+/// Holds back the terminal's signals, so that none comes between the last look and the wait. Not
+/// SIGINT, which the editor sends to itself once more when it has come.
+class SignalsHeldBack {
+  public:
+    SignalsHeldBack() {
+        sigset_t held;
+        ::sigemptyset(&held);
+        for (const int signal : {SIGWINCH, SIGCONT}) {
+            ::sigaddset(&held, signal);
+        }
+        ::pthread_sigmask(SIG_BLOCK, &held, &_before);
+    }
+    SignalsHeldBack(const SignalsHeldBack&) = delete;
+    SignalsHeldBack& operator=(const SignalsHeldBack&) = delete;
+    ~SignalsHeldBack() { ::pthread_sigmask(SIG_SETMASK, &_before, nullptr); }
+
+    const sigset_t& before() const { return _before; }
+
+  private:
+    sigset_t _before{};
+};
 
 volatile std::sig_atomic_t resized = 0;
 volatile std::sig_atomic_t continued = 0;
@@ -148,8 +171,9 @@ struct TerminalLineReader::Editor {
 
     /// False when Ctrl-C came as a signal.
     bool waitForKey() {
+        const SignalsHeldBack held;
+        Woken woken = Woken::BySignal;
         while (true) {
-            const Woken woken = waitForInput(STDIN_FILENO, *actions);
             if (Interrupt::take()) {
                 return false;
             }
@@ -162,6 +186,7 @@ struct TerminalLineReader::Editor {
                 actions->report();
                 ::el_set(lines.get(), EL_REFRESH);
             }
+            woken = waitForInput(STDIN_FILENO, *actions, &held.before());
         }
     }
 

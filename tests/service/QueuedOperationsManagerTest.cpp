@@ -841,7 +841,7 @@ struct Parked {
     bool sharesWith(const Parked& other) const { return meets(touched(), other.touched()); }
     static bool meets(const std::set<unsigned long>& some, const std::set<unsigned long>& others) {
         return std::any_of(some.begin(), some.end(),
-                           [&](unsigned long item) { return others.count(item) != 0; });
+                           [&](unsigned long one) { return others.count(one) != 0; });
     }
 };
 

@@ -1,5 +1,7 @@
 #include "apps/Interrupt.h"
 
+#include <csignal>
+
 namespace App {
 
 namespace {
@@ -10,14 +12,7 @@ extern "C" void onInterrupt(int /*signal*/) { pressed = 1; }
 
 }  // namespace
 
-Interrupt::Interrupt() {
-    struct sigaction action {};
-    action.sa_handler = onInterrupt;
-    ::sigemptyset(&action.sa_mask);
-    ::sigaction(SIGINT, &action, &_previous);
-}
-
-Interrupt::~Interrupt() { ::sigaction(SIGINT, &_previous, nullptr); }
+Interrupt::Interrupt() : _handler(SIGINT, onInterrupt) {}
 
 bool Interrupt::take() {
     const bool was = pressed != 0;

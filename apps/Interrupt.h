@@ -1,6 +1,6 @@
 #pragma once
 
-#include <csignal>
+#include "apps/SignalHandler.h"
 
 namespace App {
 
@@ -9,15 +9,12 @@ namespace App {
 class Interrupt {
   public:
     Interrupt();
-    Interrupt(const Interrupt&) = delete;
-    Interrupt& operator=(const Interrupt&) = delete;
-    ~Interrupt();
 
     /// Whether Ctrl-C was pressed since the last time this was asked.
     static bool take();
 
   private:
-    struct sigaction _previous {};
+    SignalHandler _handler;
 };
 
 }  // namespace App

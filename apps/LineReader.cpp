@@ -14,6 +14,7 @@
 
 #include "apps/Actions.h"
 #include "apps/Interrupt.h"
+#include "apps/SignalHandler.h"
 
 namespace App {
 
@@ -64,24 +65,6 @@ volatile std::sig_atomic_t resized = 0;
 volatile std::sig_atomic_t continued = 0;
 
 extern "C" void onTerminalSignal(int signal) { (signal == SIGCONT ? continued : resized) = 1; }
-
-/// Makes a signal of the terminal end a wait, and remembers it, for as long as it lives.
-class TerminalSignal {
-  public:
-    explicit TerminalSignal(int signal) : _signal(signal) {
-        struct sigaction action {};
-        action.sa_handler = onTerminalSignal;
-        ::sigemptyset(&action.sa_mask);
-        ::sigaction(_signal, &action, &_previous);
-    }
-    TerminalSignal(const TerminalSignal&) = delete;
-    TerminalSignal& operator=(const TerminalSignal&) = delete;
-    ~TerminalSignal() { ::sigaction(_signal, &_previous, nullptr); }
-
-  private:
-    int _signal;
-    struct sigaction _previous {};
-};
 
 }  // namespace
 
@@ -216,8 +199,8 @@ struct TerminalLineReader::Editor {
     }
 
     std::FILE* output;
-    TerminalSignal resizing{SIGWINCH};
-    TerminalSignal continuing{SIGCONT};
+    SignalHandler resizing{SIGWINCH, onTerminalSignal};
+    SignalHandler continuing{SIGCONT, onTerminalSignal};
     std::unique_ptr<EditLine, decltype(&::el_end)> lines;
     std::unique_ptr<History, decltype(&::history_end)> history;
     std::string prompt;

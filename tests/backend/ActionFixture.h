@@ -17,8 +17,11 @@
 
 #include "service/ContentSource.h"
 #include "tests/backend/FolderFixture.h"
+#include "tests/support/TextSource.h"
 
 namespace Nimra {
+
+using Ormek::Testing::TextSource;
 
 /// Content that is made while it is read: any size, no memory.
 class PatternSource : public ContentSource {
@@ -50,23 +53,6 @@ class PatternSource : public ContentSource {
     unsigned long _length;
     unsigned long _promised;
     unsigned long _read = 0;
-};
-
-/// Content that is a text.
-class TextSource : public ContentSource {
-  public:
-    explicit TextSource(std::string text) : _text(std::move(text)) {}
-
-    unsigned long size() const override { return _text.size(); }
-    std::size_t read(char* buffer, std::size_t size) override {
-        const std::size_t count = _text.copy(buffer, size, _read);
-        _read += count;
-        return count;
-    }
-
-  private:
-    std::string _text;
-    std::size_t _read = 0;
 };
 
 /// Whether the rest of a file is the pattern from its beginning.

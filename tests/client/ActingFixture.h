@@ -17,29 +17,14 @@
 #include "model/Object.h"
 #include "service/LocalIds.h"
 #include "tests/support/ScriptedActions.h"
+#include "tests/support/TextSource.h"
 
 namespace Ormek::Testing {
 
-/// Content that is a text.
-class Text : public Nimra::ContentSource {
-  public:
-    explicit Text(std::string text) : _text(std::move(text)) {}
-    unsigned long size() const override { return _text.size(); }
-    std::size_t read(char* buffer, std::size_t size) override {
-        const std::size_t count = _text.copy(buffer, size, _read);
-        _read += count;
-        return count;
-    }
-
-  private:
-    std::string _text;
-    std::size_t _read = 0;
-};
-
 /// Content that says when it is gone.
-class Mortal : public Text {
+class Mortal : public TextSource {
   public:
-    explicit Mortal(bool& gone) : Text("content"), _gone(gone) {}
+    explicit Mortal(bool& gone) : TextSource("content"), _gone(gone) {}
     ~Mortal() override { _gone = true; }
 
   private:

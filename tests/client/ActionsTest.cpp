@@ -48,7 +48,7 @@ TEST_F(ActionsTest, CreatedDocumentShowsAtOnceAndGetsItsIdFromTheService) {
     fillRoot();
     service.hold();
     const Action action =
-        client().createDocument(Root, "new", std::make_unique<Text>("content"), Blue);
+        client().createDocument(Root, "new", std::make_unique<TextSource>("content"), Blue);
 
     EXPECT_TRUE(Nimra::isLocalId(action.entryId()));
     const Answer atOnce = list(Root);
@@ -328,7 +328,7 @@ TEST_F(ActionsTest, FolderCanBeGivenMetaData) {
 }
 
 TEST_F(ActionsTest, OpenedDocumentCanBeRead) {
-    expectDone(client().createDocument(Root, "new", std::make_unique<Text>("content")));
+    expectDone(client().createDocument(Root, "new", std::make_unique<TextSource>("content")));
     service.forgetLog();
     const Action action = client().open("new");
     expectDone(action);

@@ -100,7 +100,7 @@ TEST_F(ClientThreadsTest, EveryActionOfEveryThreadHasOneOutcome) {
                 const std::string name =
                     std::to_string(thread) + ": document " + std::to_string(round);
                 const Action made = note(client().createDocument(
-                    own, name, std::make_unique<Text>("content of " + name)));
+                    own, name, std::make_unique<TextSource>("content of " + name)));
                 note(client().rename(made.entryId(), name + "'"));
                 note(client().saveMetaData(made.entryId(), {{"round", {name, true}}}));
                 if (round % 3 == 0) {

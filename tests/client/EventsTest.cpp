@@ -99,7 +99,7 @@ TEST_F(EventsTest, CreationIsToldFromTheFirstShowToTheOutcome) {
     fillRoot();
     service.hold();
     const Action action =
-        client().createDocument(Root, "new", std::make_unique<Text>("content"), Blue);
+        client().createDocument(Root, "new", std::make_unique<TextSource>("content"), Blue);
     EXPECT_THAT(lines(), ElementsAre("added L0: 1/new length 7 colour=blue"));
     service.release();
     expectDone(action);
@@ -282,14 +282,15 @@ TEST_F(EventsTest, PageTellsNothingOfWhatActionsHide) {
 // --- Progress ---------------------------------------------------------------------------------
 
 /// Content of six bytes of which half is read before the gate opens.
-class GatedText : public Text {
+class GatedText : public TextSource {
   public:
-    explicit GatedText(std::shared_future<void> gate) : Text("abcdef"), _gate(std::move(gate)) {}
+    explicit GatedText(std::shared_future<void> gate)
+        : TextSource("abcdef"), _gate(std::move(gate)) {}
     std::size_t read(char* buffer, std::size_t) override {
         if (++_reads == 2) {
             _gate.wait();
         }
-        return Text::read(buffer, 3);
+        return TextSource::read(buffer, 3);
     }
 
   private:

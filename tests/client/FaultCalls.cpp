@@ -32,7 +32,7 @@ void makingAFolder(W& w) {
 // With much that waits for it.
 void makingATree(W& w) {
     makingAFolder(w);
-    w.keep(w.client.createDocument(w.made, "within", std::make_unique<Text>("content")));
+    w.keep(w.client.createDocument(w.made, "within", std::make_unique<TextSource>("content")));
     w.keep(w.client.rename(w.made, "renamed " + LongName));
     w.keep(w.client.move(20UL, w.made));
     w.keep(w.client.list(w.made));
@@ -118,14 +118,14 @@ ClientCalls undertakings() {
     return {
         {"createDocument", asItIs,
          [](W& w) {
-             w.keep(w.client.createDocument(W::Root, LongName, std::make_unique<Text>("content"),
-                                            Blue));
+             w.keep(w.client.createDocument(W::Root, LongName,
+                                            std::make_unique<TextSource>("content"), Blue));
          },
          true, true},
         {"createDocument, waiting", makingAFolder,
          [](W& w) {
-             w.keep(w.client.createDocument(w.made, LongName, std::make_unique<Text>("content"),
-                                            Blue));
+             w.keep(w.client.createDocument(w.made, LongName,
+                                            std::make_unique<TextSource>("content"), Blue));
          },
          true, true},
         {"createDocument, behind others", makingATree,
@@ -279,7 +279,8 @@ ClientCalls outcomes() {
          }),
          pollAll},
         {"outcome, document made of content", undertaken([](W& w) {
-             w.keep(w.client.createDocument(W::Root, LongName, std::make_unique<Text>("content")));
+             w.keep(w.client.createDocument(W::Root, LongName,
+                                            std::make_unique<TextSource>("content")));
          }),
          [](W& w) { w.client.wait(w.actions.back(), W::Patience); }},
         {"outcome, folder made with what waits for it",
@@ -413,7 +414,8 @@ ClientCalls switches() {
          [](W& w) {
              off(w);
              w.keep(w.client.rename(20UL, LongName));
-             w.keep(w.client.createDocument(W::Root, "new", std::make_unique<Text>("content")));
+             w.keep(
+                 w.client.createDocument(W::Root, "new", std::make_unique<TextSource>("content")));
          },
          [](W& w) { w.client.setOnline(true); }},
         {"waiting",

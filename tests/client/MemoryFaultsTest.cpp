@@ -209,7 +209,7 @@ TEST_F(MemoryFaultsTest, CancelledActionAndWhatWaitsForItComeToAnEnd) {
 TEST_F(MemoryFaultsTest, ActionThatCannotBeUndertakenLeavesNothingBehind) {
     const std::vector<std::function<Action(Client&)>> all{
         [](Client& client) {
-            return client.createDocument(Root, "new", std::make_unique<Text>("content"));
+            return client.createDocument(Root, "new", std::make_unique<TextSource>("content"));
         },
         [](Client& client) { return client.createFolder(10, "new"); },
         [](Client& client) { return client.rename(20, "renamed"); },

@@ -433,7 +433,8 @@ TEST_F(UndoTest, DocumentWhoseMoveFailsWithItsFolderKeepsItsContent) {
     service.failNext("makeFolder", Reason::NoPermission);
     service.hold();
     const Action folder = client().createFolder(Root, "new");
-    const Action document = client().createDocument(Root, "x", std::make_unique<Text>("content"));
+    const Action document =
+        client().createDocument(Root, "x", std::make_unique<TextSource>("content"));
     const Action move = client().move(document.entryId(), folder.entryId());
     service.release();
     expectFailed(folder, Reason::NoPermission);

@@ -91,7 +91,7 @@ TEST_F(WaitingTest, DocumentsAndFoldersAreMadeInAFolderThatIsBeingMade) {
     const Action outer = client().createFolder(Root, "outer");
     const Action inner = client().createFolder("outer", "inner");
     const Action document =
-        client().createDocument("outer/inner", "x", std::make_unique<Text>("content"));
+        client().createDocument("outer/inner", "x", std::make_unique<TextSource>("content"));
     EXPECT_THAT(listed(outer.entryId()), ElementsAre("inner"));
     EXPECT_THAT(listed(inner.entryId()), ElementsAre("x"));
     EXPECT_EQ(idAt("outer/inner/x"), document.entryId());
@@ -403,7 +403,7 @@ TEST_F(WaitingTest, OfflineStretchArrivesInOrderWhenTheServiceIsBack) {
     const Action folder = client().createFolder(Root, "new");
     const std::vector<Action> all = {
         folder,
-        client().createDocument("new", "x", std::make_unique<Text>("content")),
+        client().createDocument("new", "x", std::make_unique<TextSource>("content")),
         client().rename("new/x", "y"),
         client().move("a", "new"),
         client().saveMetaData("new/y", Blue),
@@ -726,12 +726,13 @@ TEST_F(WaitingTest, RunningActionIsWaitedForWhenTheClientGoesAndWhatWaitedForItI
 
 TEST_F(WaitingTest, WhatTheRunningActionCallsMayCallTheClientWhileItGoes) {
     /// Content that calls while it is read, which the service waits for.
-    class Calling : public Text {
+    class Calling : public TextSource {
       public:
-        explicit Calling(std::function<void()> call) : Text("content"), _call(std::move(call)) {}
+        explicit Calling(std::function<void()> call)
+            : TextSource("content"), _call(std::move(call)) {}
         std::size_t read(char* buffer, std::size_t size) override {
             _call();
-            return Text::read(buffer, size);
+            return TextSource::read(buffer, size);
         }
 
       private:

@@ -14,6 +14,11 @@ std::atomic<unsigned long> blocks{0};
 
 thread_local unsigned long counted = 0;
 thread_local unsigned long failing = 0;  // None when 0.
+
+std::atomic<unsigned long> countedElsewhere{0};
+std::atomic<unsigned long> failingElsewhere{0};
+thread_local bool spared = false;  // The thread that asked for faults elsewhere.
+
 // Inside a definition that we pass on to: the standard library's build upon each other.
 thread_local bool inside = false;
 
@@ -25,7 +30,11 @@ class Inside {
     ~Inside() { inside = false; }
 };
 
-bool fails() { return ++counted == failing; }
+bool failsFromElsewhere() {
+    return failingElsewhere != 0 && !spared && ++countedElsewhere == failingElsewhere;
+}
+
+bool fails() { return ++counted == failing || failsFromElsewhere(); }
 
 template <class Next, class... Arguments>
 void* allocateOrNull(Next& next, Arguments... arguments) {
@@ -115,6 +124,19 @@ bool AllocationFaults::struck() const { return counted >= failing; }
 unsigned long AllocationFaults::allocations() const { return counted; }
 
 unsigned long AllocationFaults::liveBlocks() { return blocks; }
+
+AllocationFaultsElsewhere::AllocationFaultsElsewhere(unsigned long nth) {
+    spared = true;
+    countedElsewhere = 0;
+    failingElsewhere = nth;
+}
+
+AllocationFaultsElsewhere::~AllocationFaultsElsewhere() {
+    failingElsewhere = 0;
+    spared = false;
+}
+
+bool AllocationFaultsElsewhere::struck() const { return countedElsewhere >= failingElsewhere; }
 
 }  // namespace Ormek::Testing
 

@@ -24,4 +24,16 @@ class AllocationFaults {
     static unsigned long liveBlocks();
 };
 
+/// The same for the other threads: one allocation of theirs fails, whichever thread makes it, and
+/// none of the thread that made this. One at a time in the process.
+class AllocationFaultsElsewhere {
+  public:
+    explicit AllocationFaultsElsewhere(unsigned long nth);
+    AllocationFaultsElsewhere(const AllocationFaultsElsewhere&) = delete;
+    AllocationFaultsElsewhere& operator=(const AllocationFaultsElsewhere&) = delete;
+    ~AllocationFaultsElsewhere();
+
+    bool struck() const;
+};
+
 }  // namespace Ormek::Testing

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "model/MakeRoom.h"
+
 namespace Ormek {
 
 unsigned long Additions::open() const {
@@ -23,9 +25,7 @@ void Additions::reserve(unsigned long more) {
 }
 
 void Additions::insert(unsigned long index, Entry entry, bool counted) {
-    if (_counted.size() == _counted.capacity()) {
-        _counted.reserve(std::max<std::size_t>(1, 2 * _counted.size()));
-    }
+    makeRoom(_counted);
     _entries.insert(index, std::move(entry));
     _counted.insert(_counted.begin() + static_cast<std::ptrdiff_t>(index), counted ? 1 : 0);
 }

@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "model/MakeRoom.h"
 #include "model/WriteSide.h"
 
 namespace Ormek {
@@ -22,14 +23,6 @@ std::uint64_t idHashOf(const Item& item) {
 std::uint64_t nameHashOf(const Item& item) {
     const ItemInternal* internal = writeSide(item);
     return internal ? ItemInternal::nameHash(internal->nameView()) : SilentHash;
-}
-
-/// Room for one more, with the growth that push_back has.
-template <class Element>
-void makeRoom(std::vector<Element>& elements) {
-    if (elements.size() == elements.capacity()) {
-        elements.reserve(std::max<std::size_t>(1, 2 * elements.size()));
-    }
 }
 
 template <class Element>
@@ -129,11 +122,6 @@ void EntryList::insertChunk(std::size_t index, unsigned long start, std::vector<
 }
 
 void EntryList::dropChunk(std::size_t chunk) noexcept {
-    if (_chunks.size() == 1) {
-        _chunks.front().slots.clear();
-        _starts.front() = 0;
-        return;
-    }
     _unused.push_back(_chunks[chunk].number);
     _chunks.erase(iteratorAt(_chunks, chunk));
     _starts.erase(iteratorAt(_starts, chunk));

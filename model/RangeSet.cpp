@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "model/MakeRoom.h"
+
 namespace Ormek {
 
 std::size_t RangeSet::firstEndingBehind(unsigned long position) const noexcept {
@@ -82,11 +84,7 @@ void RangeSet::erase(unsigned long position) noexcept {
 // The end of a range that reaches as far as positions go stays where it is.
 void RangeSet::moveEnd(Range& range) noexcept { range.end += range.end + 1 == 0 ? 0 : 1; }
 
-void RangeSet::reserve() {
-    if (_ranges.size() == _ranges.capacity()) {
-        _ranges.reserve(std::max<std::size_t>(2, 2 * _ranges.size()));
-    }
-}
+void RangeSet::reserve() { makeRoom(_ranges); }
 
 void RangeSet::insertGap(unsigned long position) {
     std::size_t index = firstEndingBehind(position);

@@ -186,6 +186,19 @@ TEST_F(ListingEdgesTest, RemovedAdditionThatWasCountedExplainsNoMoreThanItself) 
     }
 }
 
+TEST_F(ListingEdgesTest, RemovedAdditionThatWasNotCountedExplainsNothing) {
+    for (const bool front : {true, false}) {
+        const Entry one = entry(1);
+        deliver(0, 1, 5, {one});
+        deliver(1, 1, 5, {entry(2)});
+        result.addItem(entry(3), front);
+        result.removeItem(3);
+        deliver(0, 1, 4, {one});
+        EXPECT_FALSE(current(1, 1));
+        result.invalidate();
+    }
+}
+
 TEST_F(ListingEdgesTest, AdditionIsRemovedByNameAtEitherEnd) {
     for (const bool front : {true, false}) {
         const Entry added = entry(3);

@@ -229,6 +229,16 @@ TEST(FilterTest, ADataTypeOutOfRangeIsRefusedAndChangesNothing) {
     EXPECT_EQ(filter.getDataType(), 16);
 }
 
+TEST(FilterTest, TheErrorSaysWhichDataTypeIsOutOfRange) {
+    Filter filter;
+    try {
+        filter.setDataType(-12);
+        FAIL();
+    } catch (const std::invalid_argument& error) {
+        EXPECT_STREQ(error.what(), "Filter: data type -12 is not between 0 and 31");
+    }
+}
+
 TEST(FilterTest, TheDataTypesAtTheEdgesAreTaken) {
     Filter filter;
     filter.setDataType(31);
@@ -417,10 +427,10 @@ TEST_F(FilterMatch, AnEntryOfAnotherTypeFitsOnlyWhereNothingRestricts) {
     EXPECT_TRUE(filter.matchesQuery(object));
     filter.setDataType(4);
     EXPECT_FALSE(filter.matchesQuery(object));
-    object.type(-1);
-    EXPECT_FALSE(filter.matchesQuery(object));
-    object.type(1 << 20);
-    EXPECT_FALSE(filter.matchesQuery(object));
+    for (const int type : {-1, 32, 1 << 20, 4 + 32, 4 - 32}) {  // The last two as bits are 4 again.
+        object.type(type);
+        EXPECT_FALSE(filter.matchesQuery(object)) << type;
+    }
 }
 
 TEST_F(FilterMatch, AnEntryOfNoTypeIsJudgedByItsKind) {

@@ -386,9 +386,6 @@ void Listing::addItem(Entry item, bool front) {
 
 void Listing::removeItem(unsigned long id) {
     _vacancy.reset();
-    if (id == 0) {
-        return;
-    }
     while (const auto position = _entries.firstOfId(id)) {
         eraseAt(*position);
     }

@@ -690,6 +690,29 @@ TEST_F(ListingEdgesTest, EvictedEntryStaysAwayFromAPlaceThatIsTakenMeanwhile) {
     EXPECT_THAT(ids(result.items()), ElementsAre(1, 50, 3));
 }
 
+TEST_F(ListingEdgesTest, EntryThatAnAbandonedPageEvictedStaysAway) {
+    const std::vector<Entry> all{entry(1), entry(2), entry(3)};
+    deliver(0, 3, 3, all);
+    const auto namesake = makeObject(50, 7, "e3");
+    result.addPage(0, 1);
+    ASSERT_TRUE(result.removeItemByName(namesake));
+    result.addItem(namesake, true);
+    deliver(0, 1, 3, {namesake});
+    EXPECT_THAT(ids(result.items()), ElementsAre(50, 2));
+}
+
+TEST_F(ListingEdgesTest, EntryIsFoundByNameWhereverItStands) {
+    deliver(0, 1, 1, {entry(1)});
+    result.addItem(entry(2), true);
+    result.addItem(entry(3), false);
+    for (const unsigned long id : {1UL, 2UL, 3UL}) {
+        const Entry found = result.itemByName("e" + std::to_string(id));
+        ASSERT_TRUE(found) << id;
+        EXPECT_EQ(found->id(), id);
+    }
+    EXPECT_FALSE(result.itemByName("e4"));
+}
+
 TEST_F(ListingEdgesTest, EvictedEntryDoesNotComeBackWhereItsNamesakeStays) {
     deliver(2, 1, 4, {entry(3)});
     const auto namesake = makeObject(50, 7, "e3");

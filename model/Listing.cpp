@@ -376,8 +376,9 @@ void Listing::addItem(Entry item, bool front) {
     if (!item) {
         return;
     }
-    const bool filled = _vacancy && front && fill(*_vacancy, item);
-    if (!filled && !contains(*item)) {
+    if (_vacancy && front) {
+        fill(*_vacancy, item);
+    } else if (!contains(*item)) {
         Additions& additions = front ? _front : _back;
         additions.insert(front ? 0 : additions.size(), std::move(item), false);
     }
@@ -496,11 +497,11 @@ std::optional<Listing::Vacancy> Listing::findByName(const Entry& item) const {
     return among(_back, Place::Back, _back.findName(name));
 }
 
-// Puts an entry where one of its name has just been removed. False when it stands elsewhere.
-bool Listing::fill(const Vacancy& vacancy, const Entry& item) {
+// Puts an entry where one of its name has just been removed, unless it stands elsewhere.
+void Listing::fill(const Vacancy& vacancy, const Entry& item) {
     const bool returns = vacancy.entry == item;
     if (!returns && contains(*item)) {
-        return false;
+        return;
     }
     const unsigned long position = vacancy.position;
     const bool evicts = _merging && !returns;
@@ -524,7 +525,6 @@ bool Listing::fill(const Vacancy& vacancy, const Entry& item) {
     if (evicts) {
         _evicted.push_back(vacancy);
     }
-    return true;
 }
 
 }  // namespace Ormek

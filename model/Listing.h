@@ -93,7 +93,7 @@ class Listing {
     void leaveBehindTotal() noexcept;
     std::optional<Vacancy> findByName(const Entry& item) const;
     Additions& additionsAt(Vacancy::Place place);
-    bool fill(const Vacancy& vacancy, const Entry& item);
+    void fill(const Vacancy& vacancy, const Entry& item);
 
     EntryList _entries;
     Additions _front;

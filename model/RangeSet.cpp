@@ -43,8 +43,6 @@ void RangeSet::remove(unsigned long begin, unsigned long end) {
     if (index < _ranges.size() && _ranges[index].begin < begin && _ranges[index].end > end) {
         const Range behind{end, _ranges[index].end};
         _ranges.insert(_ranges.begin() + static_cast<std::ptrdiff_t>(index) + 1, behind);
-        _ranges[index].end = begin;
-        return;
     }
     if (index < _ranges.size() && _ranges[index].begin < begin) {
         _ranges[index].end = begin;

@@ -135,6 +135,15 @@ TEST(ListingAllocationFaultTest, AFailedEditDoesNotForgetAVacatedPlace) {
     }
 }
 
+// An entry takes its namesake's place while a page is merged.
+TEST(ListingAllocationFaultTest, AFailedEvictionLeavesThePlaceEmpty) {
+    const unsigned long namesake = 4 + ListingWorld::Names;
+    expectNoHarm(
+        {{{Kind::AddItems, 0, 3}, {Kind::AddPage, 0, 1}, {Kind::RemoveByName, namesake, 0}},
+         {Kind::AddInFront, namesake, 0},
+         {}});
+}
+
 // Where no total is believed, the listing ends behind the last entry that was delivered, and local
 // additions come with the page that reaches that far.
 TEST(ListingAllocationFaultTest, AFailedDeliveryDoesNotMoveTheEndOfTheListing) {

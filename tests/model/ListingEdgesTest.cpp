@@ -228,6 +228,50 @@ TEST_F(ListingEdgesTest, CountedAdditionThatIsRemovedByNameExplainsTheTotal) {
     EXPECT_FALSE(current(1, 1)) << "nobody had counted it";
 }
 
+TEST_F(ListingEdgesTest, AdditionThatIsRemovedAndPutBackIsStillNotCounted) {
+    const Entry one = entry(1);
+    const Entry added = entry(3);
+    deliver(0, 1, 5, {one});
+    deliver(1, 1, 5, {entry(2)});
+    result.addItem(added, false);
+    ASSERT_TRUE(result.removeItemByName(added));
+    result.addItem(added, true);
+    deliver(0, 1, 6, {one});
+    EXPECT_TRUE(current(1, 1)) << "one more, which is the addition";
+    deliver(0, 1, 5, {one});
+    EXPECT_FALSE(current(1, 1)) << "it was counted now";
+}
+
+TEST_F(ListingEdgesTest, AdditionThatWasNotCountedAndIsReplacedExplainsNoSmallerTotal) {
+    const Entry one = entry(1);
+    deliver(0, 1, 5, {one});
+    deliver(1, 1, 5, {entry(2)});
+    result.addItem(makeObject(3, 7, "new"), false);
+    result.replaceItem(makeObject(4, 7, "new"), true);
+    deliver(0, 1, 4, {one});
+    EXPECT_FALSE(current(1, 1));
+}
+
+TEST_F(ListingEdgesTest, NamesakeThatReplacesACountedAdditionIsNotCounted) {
+    const Entry one = entry(1);
+    deliver(0, 1, 5, {one});
+    deliver(1, 1, 5, {entry(2)});
+    result.addItem(entry(3), false);
+    deliver(0, 1, 6, {one});
+    result.replaceItem(makeObject(4, 7, "e3"), true);
+    deliver(0, 1, 7, {one});
+    EXPECT_TRUE(current(1, 1));
+}
+
+TEST_F(ListingEdgesTest, ReplacingTheLastEntryDoesNotMoveTheEndOfTheListing) {
+    deliver(0, 3, 3, {entry(1), entry(2), entry(3)});
+    result.addItem(entry(9), false);
+    result.invalidate();
+    deliver(0, 1, 0, {entry(1)});  // Not believed: the listing ends with its last entry.
+    result.replaceItem(makeObject(50, 7, "e3"), true);
+    EXPECT_THAT(ids(result.page(2, 1)), ElementsAre(50, 9));
+}
+
 TEST_F(ListingEdgesTest, ReplacingACountedAdditionExplainsNothing) {
     const Entry one = entry(1);
     const Entry added = entry(3);
@@ -470,6 +514,7 @@ TEST_F(ListingEdgesTest, RestoringWhileAPageIsMergedMovesWhatItEvicted) {
     result.restoreItem(all[2], 2);
     result.addItems(0, {namesake});
     EXPECT_THAT(ids(result.items()), ElementsAre(50, 2, 3, 4, 5, 6));
+    EXPECT_THAT(ids(result.page(5, 1)), ElementsAre(6));
 }
 
 TEST_F(ListingEdgesTest, ReplacingEveryEntryFromTheEndKeepsThemInPlace) {
@@ -578,6 +623,7 @@ TEST_F(ListingEdgesTest, VacatedPlaceIsForgottenWithWhateverComesNext) {
         [](auto& listing) { listing.removeItemByName(nullptr); },
         [](auto& listing) { listing.removeItemByName(entry(4711)); },
         [](auto& listing) { listing.restoreItem(nullptr, 0); },
+        [](auto& listing) { listing.restoreItem(entry(8), 0); },
         [](auto& listing) { listing.replaceItem(listing.items().front(), true); },
     };
     for (std::size_t number = 0; number < others.size(); ++number) {
@@ -688,6 +734,27 @@ TEST_F(ListingEdgesTest, EvictedEntryStaysAwayFromAPlaceThatIsTakenMeanwhile) {
     result.addItem(namesake, true);
     result.addItems(0, {entry(1), namesake});
     EXPECT_THAT(ids(result.items()), ElementsAre(1, 50, 3));
+}
+
+TEST_F(ListingEdgesTest, EvictedEntryComesBackWhenItsNamesakeIsRemoved) {
+    deliver(0, 3, 3, {entry(1), entry(2), entry(3)});
+    result.addPage(0, 1);
+    result.totalCount(3);
+    result.replaceItem(makeObject(50, 7, "e3"), true);
+    result.removeItem(50);
+    result.addItems(0, {entry(1)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2, 3));
+}
+
+TEST_F(ListingEdgesTest, EvictedEntryComesBackBehindWhatIsRestoredInItsPlace) {
+    deliver(0, 3, 3, {entry(1), entry(2), entry(3)});
+    const auto namesake = makeObject(50, 7, "e3");
+    result.addPage(0, 1);
+    result.totalCount(4);
+    result.replaceItem(namesake, true);
+    result.restoreItem(entry(9), 2);
+    result.addItems(0, {namesake});
+    EXPECT_THAT(ids(result.items()), ElementsAre(50, 2, 9, 3));
 }
 
 TEST_F(ListingEdgesTest, EntryThatAnAbandonedPageEvictedStaysAway) {

@@ -146,6 +146,18 @@ TEST(RangeSetTest, RangesThatMeetAreOne) {
     EXPECT_FALSE(ranges.contains(5));
 }
 
+TEST(RangeSetTest, NothingIsLeftOfRangesThatMetAndWereRemoved) {
+    RangeSet ranges;
+    ranges.add(0, 5);
+    ranges.add(6, 9);
+    ranges.erase(5);
+    ranges.remove(0, 7);
+    ranges.erase(7);
+    for (unsigned long position = 0; position < 9; ++position) {
+        EXPECT_FALSE(ranges.contains(position)) << position;
+    }
+}
+
 TEST(RangeSetTest, NothingIsAlwaysCovered) {
     const RangeSet ranges;
     EXPECT_TRUE(ranges.covers(0, 0));

@@ -4,6 +4,7 @@
 
 #include "service/DocumentServiceNetwork.h"
 #include "service/ItemEventProtocol.h"
+#include "service/Page.h"
 
 namespace Nimra {
 namespace {
@@ -15,6 +16,13 @@ TEST(ItemEventProtocolTest, WhatIsNotOverriddenDoesNothing) {
     EXPECT_NO_THROW(protocol.streamsOpened(1, document, nullptr));
     EXPECT_NO_THROW(protocol.sessionOpened(1, DocumentSession()));
     EXPECT_NO_THROW(protocol.progress(1, 2, 3));
+}
+
+TEST(PageTest, IsOfAnEmptyListingUntilItIsFilled) {
+    const Page page;
+    EXPECT_EQ(page.totalCount, 0U);
+    EXPECT_TRUE(page.folders.empty());
+    EXPECT_TRUE(page.documents.empty());
 }
 
 /// What a service that overrides nothing says to each request.

@@ -647,6 +647,14 @@ TEST_F(ParkedOperationsTest, CancellingTakesOutOneOperation) {
     EXPECT_THAT(takeReady(), ElementsAre(1, 3));
 }
 
+TEST_F(ParkedOperationsTest, TheFirstOneLeavesWhateverItWaitsFor) {
+    parkFile(1, Rename, LocalDocument, Folder);
+    parkFile(2, Rename, Document, Folder, NoUser);
+    EXPECT_EQ(parked.takeFirst()->id(), 1u);
+    EXPECT_EQ(parked.takeFirst()->id(), 2u);
+    EXPECT_EQ(parked.takeFirst(), nullptr);
+}
+
 TEST_F(ParkedOperationsTest, CancellingFreesWhatWasHeldBack) {
     parkMove(1, Document, LocalFolder, Folder);
     parkFile(2, Rename, Document, Folder);
@@ -1078,6 +1086,16 @@ TEST(ParkedOperationsPropertyTest, NothingIsLostNothingLeavesTwiceAndEveryItemKe
         }
         world.end();
     }));
+}
+
+TEST_F(ParkedOperationsTest, ACancelledMoveChangesNothingBehindAFurtherOne) {
+    parkMove(1, Document, LocalFolder, Folder);
+    const Nimra::Document& further = parkMove(2, Document, OtherFolder, LocalFolder);
+    parkMove(3, Document, LocalFolder, OtherFolder);
+    const Nimra::Document& last = parkFile(4, Rename, Document, LocalFolder);
+    parked.cancel(1);
+    EXPECT_EQ(further.oldParentId, Folder);
+    EXPECT_EQ(last.parentId, LocalFolder);
 }
 
 TEST_F(ParkedOperationsTest, ACancelledMoveLeavesOperationsOfOtherClassesAsTheyAre) {

@@ -130,6 +130,7 @@ std::vector<ServiceOperation> parkingOperations() {
         {"takeWaitingFor", [](W& w) { return idsOf(w.parked.takeWaitingFor(LocalFolder)); }},
         {"takeWaitingFor, unknown id",
          [](W& w) { return idsOf(w.parked.takeWaitingFor(LocalFolder + 9)); }},
+        {"takeFirst", [](W& w) { return idOf(w.parked.takeFirst()); }},
         {"cancel", [](W& w) { return idOf(w.parked.cancel(12)); }},
         {"cancel, unknown id", [](W& w) { return idOf(w.parked.cancel(99)); }},
     };

@@ -216,16 +216,18 @@ TEST(DirectoryIndexTest, WithoutMemoryItLooksAtAllUntilTheNextIsAppended) {
     VisitedDirectories directories;
     directories.append({1});
     directories.index.update();
+    directories.append({1});
+    directories.index.update();
     directories.append({2});
     {
         const AllocationFaults faults(1);
         directories.index.update();
         EXPECT_TRUE(faults.struck());
     }
-    EXPECT_THAT(directories.of(1), ElementsAre(0, 1));
+    EXPECT_THAT(directories.of(1), ElementsAre(0, 1, 2));
     directories.append({1});
     directories.index.update();
-    EXPECT_THAT(directories.of(1), ElementsAre(0, 2));
+    EXPECT_THAT(directories.of(1), ElementsAre(0, 1, 3));
 }
 
 TEST(DirectoryIndexTest, KeyValueDirectoriesAreFoundToo) {

@@ -101,11 +101,15 @@ TEST_F(ForeignEntriesTest, ObjectUnderAContainersIdKeepsItOutOfTheDirectory) {
               std::string::npos);
 }
 
+struct Named {
+    virtual ~Named() = default;
+    std::string name = "inbox";
+};
+
 /// A directory that an embedder has made more of.
-class NamedDirectory : public QueryResultInternal {
+class NamedDirectory : public Named, public QueryResultInternal {
   public:
     using QueryResultInternal::QueryResultInternal;
-    std::string name = "inbox";
 };
 
 TEST_F(ForeignEntriesTest, DirectoryOfADerivedClassIsFilledLikeOneOfTheCachesOwn) {

@@ -223,6 +223,7 @@ TEST_P(FailedStreamTest, IsNeitherWrittenToNorFlushed) {
 
     EXPECT_TRUE(buffer.writes.empty());
     EXPECT_TRUE(buffer.flushed.empty());
+    EXPECT_EQ(std::cout.rdstate(), GetParam());
 }
 
 /// An object that counts how often its name is asked for.

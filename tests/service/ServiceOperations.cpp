@@ -118,7 +118,7 @@ std::vector<ServiceOperation> parkingOperations() {
         {"idGone",
          [](W& w) {
              w.parked.idGone(Document);
-             return std::to_string(w.parked.serverId(LocalDocument));
+             return std::string();
          }},
         {"userKnown",
          [](W& w) {
@@ -168,6 +168,9 @@ std::string ServiceWorld::state() const {
     }
     for (const Nimra::Operation* operation : parked.operations()) {
         text.operation("parked " + std::to_string(operation->id()), *operation);
+    }
+    for (const unsigned long id : {LocalDocument, LocalFolder}) {
+        text.line(std::to_string(id) + " is " + std::to_string(parked.serverId(id)));
     }
     for (const QueuedOperationsManager::Waiting& waiting : parked.waiting()) {
         text.line("waits for " + std::to_string(waiting.localIds.size()) + " ids" +

@@ -121,7 +121,13 @@ void EntryList::insertChunk(std::size_t index, unsigned long start, std::vector<
     }
 }
 
+// The only chunk is emptied instead: it keeps the room that was made in it.
 void EntryList::dropChunk(std::size_t chunk) noexcept {
+    if (_chunks.size() == 1) {
+        _chunks.front().slots.clear();
+        _starts.front() = 0;
+        return;
+    }
     _unused.push_back(_chunks[chunk].number);
     _chunks.erase(iteratorAt(_chunks, chunk));
     _starts.erase(iteratorAt(_starts, chunk));
@@ -525,11 +531,15 @@ bool EntryList::standsOnlyAt(unsigned long position, const Item& entry) const no
     if (!standing || standing->get() != &entry) {
         return false;
     }
-    // One that stands there has one cell for it.
-    int cells = 0;
+    // One that stands there has one cell for it, which may be found twice.
+    const ItemIndex::Cell* first = nullptr;
     return !findById(ItemInternal::idHash(entry, entry.id()), [&](const ItemIndex::Cell& cell) {
-        cells += sameEntry(*cell.item, entry) ? 1 : 0;
-        return cells > 1;
+        if (!sameEntry(*cell.item, entry)) {
+            return false;
+        }
+        const bool isAnother = first && first != &cell;
+        first = &cell;
+        return isAnother;
     });
 }
 

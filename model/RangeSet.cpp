@@ -82,6 +82,17 @@ void RangeSet::erase(unsigned long position) noexcept {
 // The end of a range that reaches as far as positions go stays where it is.
 void RangeSet::moveEnd(Range& range) noexcept { range.end += range.end + 1 == 0 ? 0 : 1; }
 
+// Moves the ranges from this one on by one position. What lay at the last position there is goes.
+void RangeSet::moveDown(std::size_t index) noexcept {
+    for (; index < _ranges.size(); ++index) {
+        ++_ranges[index].begin;
+        moveEnd(_ranges[index]);
+    }
+    if (!_ranges.empty() && _ranges.back().begin == _ranges.back().end) {
+        _ranges.pop_back();
+    }
+}
+
 void RangeSet::reserve() { makeRoom(_ranges); }
 
 void RangeSet::insertGap(unsigned long position) {
@@ -92,10 +103,7 @@ void RangeSet::insertGap(unsigned long position) {
         _ranges[index].end = position;
         ++index;
     }
-    for (; index < _ranges.size(); ++index) {
-        ++_ranges[index].begin;
-        moveEnd(_ranges[index]);
-    }
+    moveDown(index);
 }
 
 void RangeSet::insert(unsigned long position) {
@@ -107,10 +115,7 @@ void RangeSet::insert(unsigned long position) {
         const Range alone{position, position + 1};
         _ranges.insert(_ranges.begin() + static_cast<std::ptrdiff_t>(index), alone);
     }
-    for (++index; index < _ranges.size(); ++index) {
-        ++_ranges[index].begin;
-        moveEnd(_ranges[index]);
-    }
+    moveDown(index + 1);
 }
 
 bool RangeSet::covers(unsigned long begin, unsigned long end) const noexcept {

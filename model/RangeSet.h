@@ -35,6 +35,7 @@ class RangeSet {
     // The first range that ends behind `position`.
     std::size_t firstEndingBehind(unsigned long position) const noexcept;
     static void moveEnd(Range& range) noexcept;
+    void moveDown(std::size_t index) noexcept;
 
     std::vector<Range> _ranges;
 };

@@ -84,6 +84,26 @@ TEST(CacheAllocationFaultTest, SharesAreReplacedWholeOrStay) {
         });
 }
 
+TEST(CacheAllocationFaultTest, AFolderIsCachedAndMarkedAsLoadedInOne) {
+    const auto isMarked = [](CacheWorld& world) {
+        const auto found = world.probe.items().find(CacheWorld::NewFolder);
+        EXPECT_TRUE(found == world.probe.items().end() || found->second->idLoaded());
+    };
+    failAtEveryAllocation(
+        [](CacheWorld& world) {
+            const auto result = world.probe.directories().front();
+            world.cache.addItems(world.loadedPage, result, std::vector{world.newFolder},
+                                 std::vector<Nimra::Document>(), 1);
+        },
+        isMarked);
+    failAtEveryAllocation(
+        [](CacheWorld& world) {
+            const auto result = world.probe.directories().front();
+            world.cache.addItems(world.loadedPage, result, std::vector{world.newFolder}, 1);
+        },
+        isMarked);
+}
+
 INSTANTIATE_TEST_SUITE_P(Of, CacheOperationTest, testing::ValuesIn(cases()), nameOf);
 
 }  // namespace

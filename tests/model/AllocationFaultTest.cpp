@@ -144,6 +144,48 @@ TEST(ListingAllocationFaultTest, AFailedEvictionLeavesThePlaceEmpty) {
          {}});
 }
 
+// An entry that stands far from all others has made room for itself alone.
+TEST(ListingAllocationFaultTest, ReplacingAnEntryByItselfNeedsNoMemory) {
+    for (const unsigned long offset : {0UL, 1000UL}) {
+        QueryResultInternal result(folderFilter(7));
+        const auto entry = makeObject(1, 7, "name");
+        result.addItems(0, {makeObject(2, 7, "other")});
+        result.addItems(offset, {entry});
+        result.addItem(makeObject(3, 7, "addition"), true);
+        result.addItem(makeObject(4, 7, "another"), false);
+        for (const auto& one : result.items()) {
+            const AllocationFaults faults(1);
+            result.replaceItem(one, false);
+            EXPECT_FALSE(faults.struck());
+        }
+        EXPECT_TRUE(result.itemByName("name"));
+    }
+}
+
+// The only addition is evicted by its namesake, which is delivered then.
+TEST(ListingAllocationFaultTest, AnEvictedAdditionComesBackToTheRoomThatItHad) {
+    bool struck = true;
+    for (unsigned long nth = 1; struck; ++nth) {
+        QueryResultInternal result(folderFilter(7));
+        const auto evicted = makeObject(1, 7, "name");
+        const auto namesake = makeObject(2, 7, "name");
+        result.addItem(evicted, false);
+        result.addPage(0, 1);
+        result.replaceItem(namesake, false);
+        const std::vector<std::shared_ptr<Item>> delivered{namesake};
+        {
+            const AllocationFaults faults(nth);
+            try {
+                result.addItems(0, delivered);
+            } catch (const std::bad_alloc&) {
+                EXPECT_TRUE(faults.struck());
+            }
+            struck = faults.struck();
+        }
+        EXPECT_EQ(result.count(), struck ? 1U : 2U) << nth;
+    }
+}
+
 // Where no total is believed, the listing ends behind the last entry that was delivered, and local
 // additions come with the page that reaches that far.
 TEST(ListingAllocationFaultTest, AFailedDeliveryDoesNotMoveTheEndOfTheListing) {

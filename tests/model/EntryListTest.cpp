@@ -459,6 +459,64 @@ TEST(EntryListTest, SaysWhetherAnEntryStandsAtAPlaceAndNowhereElse) {
     EXPECT_FALSE(list.standsOnlyAt(Far, *one));
 }
 
+TEST(EntryListTest, EntryUnderTheHashOfThoseThatDoNotTellStandsOnce) {
+    EntryList list;
+    list.insert(0, named(0x5bd1e9955bd1e995UL, "one"));
+    EXPECT_TRUE(list.standsOnlyAt(0, **list.at(0)));
+    list.insert(1, std::make_shared<Foreign>(41, "foreign"));
+    EXPECT_TRUE(list.standsOnlyAt(0, **list.at(0)));
+    EXPECT_TRUE(list.standsOnlyAt(1, **list.at(1)));
+}
+
+TEST(EntryListTest, EndIsWhatIsLeftWhenTheRestIsTakenOut) {
+    EntryList list = filled(5);
+    list.insert(100, named(200, "far"));
+    list.truncate(100);
+    EXPECT_EQ(list.end(), 5U);
+    list.insert(100, named(200, "far"));
+    list.insert(101, named(201, "farther"));
+    list.erase(100);
+    list.erase(100);
+    EXPECT_EQ(list.end(), 5U);
+}
+
+TEST(EntryListTest, NothingIsLeftOfWhatWasInsertedFarAndErasedAgain) {
+    for (const unsigned long count : {1UL, 129UL, 1000UL}) {
+        EntryList list;
+        for (unsigned long number = 0; number < count; ++number) {
+            list.insert(1000 + number, named(number + 1, "far"));
+        }
+        while (list.size() > 0) {
+            list.erase(1000);
+        }
+        EXPECT_EQ(list.end(), 0U) << count;
+        for (unsigned long number = 0; number < count; ++number) {
+            list.insert(1000, named(number + 1, "far"));
+        }
+        while (list.size() > 0) {
+            list.erase(1000);
+        }
+        EXPECT_EQ(list.end(), 0U) << count;
+    }
+}
+
+TEST(EntryListTest, RoomForInsertionsOutlivesTheOnlyEntry) {
+    EntryList list;
+    list.insert(0, named(1, "first"));
+    std::vector<Entry> entries;
+    for (unsigned long id = 2; id < 14; ++id) {
+        entries.push_back(named(id, "inserted"));
+    }
+    list.reserveInsertions(12);
+    list.erase(0);
+    const AllocationFaults faults(1);
+    for (Entry& entry : entries) {
+        list.insert(0, std::move(entry));
+    }
+    EXPECT_FALSE(faults.struck());
+    EXPECT_EQ(list.size(), 12U);
+}
+
 TEST(EntryListTest, VacantPositionMovesAlongWhenItsChunkBecomesTwo) {
     EntryList list = filled(60);
     list.take(50);

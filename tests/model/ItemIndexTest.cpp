@@ -119,6 +119,14 @@ TEST_F(ItemIndexTest, NothingIsLeftOnceItIsCleared) {
     EXPECT_FALSE(faults.struck()) << "there was room for as many";
 }
 
+TEST_F(ItemIndexTest, RoomIsKeptWhenItIsCleared) {
+    index.reserve(12);
+    index.clear();
+    const AllocationFaults faults(1);
+    index.reserve(12);
+    EXPECT_FALSE(faults.struck());
+}
+
 TEST_F(ItemIndexTest, InsertsWithoutMemoryWhereRoomWasMade) {
     for (std::size_t count = 1; count < 200; ++count) {
         ItemIndex some;

@@ -768,6 +768,41 @@ TEST_F(ListingEdgesTest, EntryThatAnAbandonedPageEvictedStaysAway) {
     EXPECT_THAT(ids(result.items()), ElementsAre(50, 2));
 }
 
+TEST_F(ListingEdgesTest, AdditionsComeBehindTheLastEntryThatIsLeft) {
+    const Entry far = entry(3);
+    result.addItems(0, {entry(1), entry(2)});
+    result.addItems(10, {far});
+    result.addItem(entry(4), false);
+    result.removeItem(3);
+    EXPECT_THAT(ids(result.page(0, 5)), ElementsAre(1, 2, 4));
+}
+
+TEST_F(ListingEdgesTest, OnlyEntryThatIsRemovedByNameComesBack) {
+    const Entry only = entry(1);
+    result.addItems(0, {only});
+    result.invalidate();
+    ASSERT_TRUE(result.removeItemByName(only));
+    result.addItem(only, true);
+    EXPECT_THAT(ids(result.items()), ElementsAre(1));
+}
+
+TEST_F(ListingEdgesTest, OnlyEntryThatIsEvictedComesBack) {
+    result.addItems(0, {entry(1)});
+    result.addPage(5, 1);
+    result.replaceItem(makeObject(50, 7, "e1"), false);
+    result.removeItem(50);
+    result.addItems(5, {entry(2)});
+    EXPECT_THAT(ids(result.items()), ElementsAre(1, 2));
+}
+
+TEST_F(ListingEdgesTest, PositionThatAnEntryLeavesForAnotherOfItsPageIsHeld) {
+    const Entry last = entry(3);
+    deliver(0, 3, 3, {entry(1), entry(2), last});
+    result.restoreItem(entry(9), 1);
+    result.addItems(3, {entry(4), last});
+    EXPECT_EQ(result.heldPositionOf(4), 3U);
+}
+
 TEST_F(ListingEdgesTest, EntryIsFoundByNameWhereverItStands) {
     deliver(0, 1, 1, {entry(1)});
     result.addItem(entry(2), true);

@@ -137,6 +137,22 @@ TEST(RangeSetTest, EndOfARangeThatReachesAsFarAsPositionsGoStaysThere) {
     EXPECT_TRUE(ranges.covers(23, Last));
 }
 
+TEST(RangeSetTest, WhatMovesPastTheLastPositionIsGone) {
+    RangeSet ranges;
+    ranges.add(Last - 1, Last);
+    for (int times = 0; times < 3; ++times) {
+        ranges.insertGap(0);
+        EXPECT_FALSE(ranges.covers(5, 6));
+        EXPECT_FALSE(ranges.covers(Last - 1, Last));
+    }
+    ranges.add(Last - 1, Last);
+    ranges.insert(0);
+    ranges.insert(0);
+    EXPECT_TRUE(ranges.covers(0, 2));
+    EXPECT_FALSE(ranges.covers(5, 6));
+    EXPECT_FALSE(ranges.covers(Last - 1, Last));
+}
+
 TEST(RangeSetTest, RangesThatMeetAreOne) {
     RangeSet ranges;
     ranges.add(0, 3);

@@ -500,21 +500,25 @@ TEST(EntryListTest, NothingIsLeftOfWhatWasInsertedFarAndErasedAgain) {
     }
 }
 
-TEST(EntryListTest, RoomForInsertionsOutlivesTheOnlyEntry) {
-    EntryList list;
-    list.insert(0, named(1, "first"));
-    std::vector<Entry> entries;
-    for (unsigned long id = 2; id < 14; ++id) {
-        entries.push_back(named(id, "inserted"));
+TEST(EntryListTest, RoomForInsertionsIsThereAlsoWhenTheOnlyEntryHasLeft) {
+    for (const bool hadOne : {false, true}) {
+        EntryList list;
+        std::vector<Entry> entries;
+        for (unsigned long id = 1; id <= 12; ++id) {
+            entries.push_back(named(id, "inserted"));
+        }
+        if (hadOne) {
+            list.insert(0, named(13, "first"));
+        }
+        list.reserveInsertions(12);
+        list.erase(0);
+        const AllocationFaults faults(1);
+        for (Entry& entry : entries) {
+            list.insert(0, std::move(entry));
+        }
+        EXPECT_FALSE(faults.struck());
+        EXPECT_EQ(list.size(), 12U);
     }
-    list.reserveInsertions(12);
-    list.erase(0);
-    const AllocationFaults faults(1);
-    for (Entry& entry : entries) {
-        list.insert(0, std::move(entry));
-    }
-    EXPECT_FALSE(faults.struck());
-    EXPECT_EQ(list.size(), 12U);
 }
 
 TEST(EntryListTest, VacantPositionMovesAlongWhenItsChunkBecomesTwo) {

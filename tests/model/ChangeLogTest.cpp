@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "tests/support/Crowd.h"
 #include "tests/support/Fakes.h"
 
 namespace Ormek::Testing {
@@ -44,6 +45,31 @@ TEST(ChangeLogTest, WhatIsTooLongAgoIsForgottenAndNeverMistaken) {
     for (unsigned long forgotten = 0; forgotten < number; ++forgotten) {
         ASSERT_FALSE(log.at(forgotten)) << forgotten;
     }
+}
+
+TEST(ChangeLogTest, SeveralThreadsLoseNoChangeAndReadNoneByHalf) {
+    constexpr unsigned long Many = 300'000;
+    const auto one = makeObject(1, 7, "one");
+    const auto other = makeObject(2, 7, "other");
+    ChangeLog log;
+    unsigned long torn = 0;
+    {
+        Crowd crowd;
+        crowd.add([&] {
+            for (unsigned long added = 0; added < Many; ++added) {
+                log.add(*one, 1);
+            }
+        });
+        crowd.add([&] {
+            for (unsigned long added = 0; added < Many; ++added) {
+                log.add(*other, 2);
+                const auto change = log.at(log.count() - 1);
+                torn += change && (change->item == one.get()) != (change->before == 1) ? 1 : 0;
+            }
+        });
+    }
+    EXPECT_EQ(log.count(), 2 * Many);
+    EXPECT_EQ(torn, 0U);
 }
 
 }  // namespace

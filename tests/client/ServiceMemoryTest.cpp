@@ -36,6 +36,12 @@ const std::string Inner = "inner" + Long;
 const std::string Empty = "empty" + Long;
 const std::string New = "new" + Long;
 
+ListOptions anew() {
+    ListOptions options;
+    options.freshness = Freshness::Reload;
+    return options;
+}
+
 /// A folder that is served, and a client that has seen all of it.
 class Site {
   public:
@@ -79,9 +85,7 @@ class Site {
     static constexpr std::chrono::seconds Patience{20};
 
     void addListed(std::set<std::string>& paths, unsigned long folderId, const std::string& above) {
-        ListOptions anew;
-        anew.freshness = Freshness::Reload;
-        const Answer answer = client->wait(client->list(folderId, anew), Patience);
+        const Answer answer = client->wait(client->list(folderId, anew()), Patience);
         EXPECT_FALSE(answer.error) << answer.error->what();
         for (const auto& entry : answer.entries) {
             paths.insert(above + entry->name());
@@ -146,11 +150,7 @@ TEST_P(ServiceMemoryTest, WhatFailsForWantOfItChangesNothingAndCanBeAskedForAgai
 
 const std::vector<Use> Uses = {
     {"Listing",
-     [](Site& site) {
-         ListOptions anew;
-         anew.freshness = Freshness::Reload;
-         return site.ask(site.client->list(site.client->rootId(), anew));
-     }},
+     [](Site& site) { return site.ask(site.client->list(site.client->rootId(), anew())); }},
     {"LookingUp",
      [](Site& site) { return site.ask(site.client->find(Full + "/" + Inner, Freshness::Reload)); }},
     {"Tags", [](Site& site) { return site.ask(site.client->tags(site.client->rootId())); }},

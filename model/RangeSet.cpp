@@ -40,11 +40,11 @@ void RangeSet::remove(unsigned long begin, unsigned long end) {
         return;
     }
     std::size_t index = firstEndingBehind(begin);
-    if (index < _ranges.size() && _ranges[index].begin < begin && _ranges[index].end > end) {
-        const Range behind{end, _ranges[index].end};
-        _ranges.insert(_ranges.begin() + static_cast<std::ptrdiff_t>(index) + 1, behind);
-    }
     if (index < _ranges.size() && _ranges[index].begin < begin) {
+        if (_ranges[index].end > end) {
+            const Range behind{end, _ranges[index].end};
+            _ranges.insert(_ranges.begin() + static_cast<std::ptrdiff_t>(index) + 1, behind);
+        }
         _ranges[index].end = begin;
         ++index;
     }
